@@ -25,7 +25,14 @@ public:
                           const CKrPoint3d& b2);
 
     // Chains segments that share end points (CKrPoint3d equality) into
-    // polylines; true when every segment has been placed.
+    // polylines, replacing the contents of out. A chain runs through points
+    // where exactly two segments meet and ends at free ends and branch points;
+    // a chain that comes back to its start is a closed polyline (first vertex
+    // not repeated). Each chain follows the direction most of its segments
+    // have; chains come in the order of their first segment in segs.
+    // Zero-length and repeated segments are absorbed. True when every segment
+    // has been placed and at least one polyline results; false for no
+    // segments or a segment with a non-finite coordinate.
     static bool LinkSeg(const std::vector<CKrSeg3d>& segs, std::vector<CKrPolyLine>& out);
 };
 

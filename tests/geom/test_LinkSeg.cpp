@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "geom/KrPolyLine.h"
+#include "geom/KrSeg3d.h"
+
+namespace {
+
+CKrSeg3d Seg(double x1, double y1, double x2, double y2)
+{
+    return CKrSeg3d(CKrPoint3d(x1, y1, 0), CKrPoint3d(x2, y2, 0));
+}
+
+}  // namespace
+
+TEST(LinkSeg, ChainsLoopsAndBranches)
+{
+    // C-D, A-B, B-C given reversed, D-E: one chain A..E, in the direction most
+    // segments have; stale output is replaced.
+    std::vector<CKrPolyLine> out(3);
+    ASSERT_TRUE(CKrSeg3d::LinkSeg({Seg(2, 0, 3, 0), Seg(0, 0, 1, 0), Seg(2, 0, 1, 5e-7), Seg(3, 0, 4, 0)}, out));
+    ASSERT_EQ(out.size(), 1u);
+    ASSERT_EQ(out[0].NumVerts(), 5u);
+    EXPECT_FALSE(out[0].IsClosed());
+    for (size_t k = 0; k < 5; ++k) EXPECT_NEAR(out[0].GetVerts()[k].x, static_cast<double>(k), 1e-6);
+
+    // Ends 2e-6 apart do not meet; 5e-7 apart on every axis they do.
+    ASSERT_TRUE(CKrSeg3d::LinkSeg({Seg(0, 0, 1, 0), Seg(1 + 2e-6, 0, 2, 0)}, out));
+    EXPECT_EQ(out.size(), 2u);
+    ASSERT_TRUE(CKrSeg3d::LinkSeg(
+        {Seg(0, 0, 1, 0), CKrSeg3d(CKrPoint3d(1 + 5e-7, 5e-7, 5e-7), CKrPoint3d(2, 0, 0))}, out));
+    EXPECT_EQ(out.size(), 1u);
+
+    // A scrambled square closes without repeating its first vertex.
+    ASSERT_TRUE(CKrSeg3d::LinkSeg({Seg(1, 1, 0, 1), Seg(0, 0, 1, 0), Seg(0, 0, 0, 1), Seg(1, 0, 1, 1)}, out));
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_TRUE(out[0].IsClosed());
+    EXPECT_DOUBLE_EQ(std::fabs(out[0].GetArea()), 1.0);
+
+    // A tail ending on a loop: the tail, then the closed loop.
+    ASSERT_TRUE(CKrSeg3d::LinkSeg(
+        {Seg(-2, 0, -1, 0), Seg(-1, 0, 0, 0), Seg(0, 0, 1, 0), Seg(1, 0, 1, 1), Seg(1, 1, 0, 0)}, out));
+    ASSERT_EQ(out.size(), 2u);
+    EXPECT_EQ(out[0].NumVerts(), 3u);
+    EXPECT_FALSE(out[0].IsClosed());
+    EXPECT_TRUE(out[1].IsClosed());
+
+    // A T: three chains, none passing through the branch point.
+    ASSERT_TRUE(CKrSeg3d::LinkSeg({Seg(0, 0, 1, 0), Seg(1, 0, 2, 0), Seg(1, 0, 1, 1), Seg(1, 1, 1, 2)}, out));
+    ASSERT_EQ(out.size(), 3u);
+    EXPECT_EQ(out[0].NumVerts() + out[1].NumVerts() + out[2].NumVerts(), 7u);
+
+    // Repeats and zero-length segments add nothing; a NaN end cannot be
+    // placed, the rest still is; nothing to link is a failure.
+    ASSERT_TRUE(CKrSeg3d::LinkSeg({Seg(0, 0, 1, 0), Seg(1, 0, 0, 0), Seg(1, 0, 1, 0), Seg(1, 0, 2, 0)}, out));
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_EQ(out[0].NumVerts(), 3u);
+    EXPECT_FALSE(CKrSeg3d::LinkSeg({Seg(0, 0, 1, 0), Seg(1, 0, std::numeric_limits<double>::quiet_NaN(), 0)}, out));
+    EXPECT_EQ(out.size(), 1u);
+    EXPECT_FALSE(CKrSeg3d::LinkSeg({}, out));
+}
+
+TEST(LinkSeg, LongShuffledDrape)
+{
+    // 20000 pieces of a north-south line (all x equal), shuffled: one chain,
+    // every vertex in order.
+    const int n = 20000;
+    std::vector<CKrSeg3d> segs;
+    for (int k = 0; k < n; ++k)
+        segs.emplace_back(CKrPoint3d(500000.0, 4e6 + k * 0.5, std::sin(k * 0.01)),
+                          CKrPoint3d(500000.0, 4e6 + (k + 1) * 0.5, std::sin((k + 1) * 0.01)));
+    std::mt19937 rng(3);
+    std::shuffle(segs.begin(), segs.end(), rng);
+    std::vector<CKrPolyLine> out;
+    ASSERT_TRUE(CKrSeg3d::LinkSeg(segs, out));
+    ASSERT_EQ(out.size(), 1u);
+    const auto& v = out[0].GetVerts();
+    ASSERT_EQ(v.size(), static_cast<size_t>(n + 1));
+    for (int k = 0; k <= n; ++k) ASSERT_EQ(v[k].y, 4e6 + k * 0.5) << k;
+}
