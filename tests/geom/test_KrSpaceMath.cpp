@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "geom/KrSpaceMath.h"
+#include "geom/test_KrSpaceMathCommon.h"
+
+using KrTesGeo::CGeoVector;
+using SM = CKrSpaceMath;
+
+
+TEST(KrSpaceMathPlanes, PlaneBuildersAndDegenerateInputs)
+{
+    CGeoVector n;
+    double d = 99.0;
+    CKrPoint3d p;
+    ASSERT_EQ(SM::PlaneFromPoints(CGeoVector(0, 0, 5), CGeoVector(2, 0, 5), CGeoVector(0, 3, 5), n, d), 1);
+    EXPECT_TRUE(Near(n, CKrPoint3d(0, 0, 1)));  // right-hand rule, unit length
+    EXPECT_DOUBLE_EQ(d, -5.0);
+    ASSERT_EQ(SM::PlaneFromPoints(CGeoVector(1, 1, 1), CGeoVector(1, 0, 1), CGeoVector(2, 1, 1), n, p), 1);
+    EXPECT_TRUE(Near(n, CKrPoint3d(0, 0, 1)));
+    EXPECT_TRUE(Near(p, CKrPoint3d(1, 1, 1)));  // p = a
+
+    // Two equal points, three collinear points: no plane, outputs untouched.
+    d = 99.0;
+    EXPECT_EQ(SM::PlaneFromPoints(CGeoVector(1, 1, 1), CGeoVector(1, 1, 1), CGeoVector(2, 0, 0), n, d), 0);
+    EXPECT_EQ(SM::PlaneFromPoints(CGeoVector(0, 0, 0), CGeoVector(1, 1, 1), CGeoVector(3, 3, 3), n, d), 0);
+    EXPECT_EQ(SM::PlaneFromPoints(CGeoVector(0, 0, 0), CGeoVector(5e-7, 0, 0), CGeoVector(0, 1, 0), n, p), 0);
+    EXPECT_EQ(d, 99.0);
+
+    // The Ex form accepts collinear distinct corners (zero normal) and does not normalise.
+    ASSERT_EQ(SM::PlaneFromPointsEx(CGeoVector(0, 0, 0), CGeoVector(1, 1, 1), CGeoVector(3, 3, 3), n, p), 1);
+    EXPECT_EQ(n.Length(), 0.0);
+    ASSERT_EQ(SM::PlaneFromPointsEx(CGeoVector(0, 0, 0), CGeoVector(2, 0, 0), CGeoVector(0, 3, 0), n, p), 1);
+    EXPECT_DOUBLE_EQ(n.z, 6.0);
+    EXPECT_EQ(SM::PlaneFromPointsEx(CGeoVector(0, 0, 0), CGeoVector(2, 0, 0), CGeoVector(2, 0, 5e-7), n, p), 0);
+
+    // Get_Plane_D uses the normal as passed.
+    EXPECT_DOUBLE_EQ(SM::Get_Plane_D(CGeoVector(0, 0, 2), CKrPoint3d(0, 0, 1)), -2.0);
+
+    // PointToPlane normalises; the band is closed at eps.
+    const CKrPoint3d on(0, 0, 1);
+    EXPECT_EQ(SM::PointToPlane(CKrPoint3d(3, 4, 3), on, CGeoVector(0, 0, 10), 1e-6), 1);
+    EXPECT_EQ(SM::PointToPlane(CKrPoint3d(3, 4, -3), on, CGeoVector(0, 0, 10), 1e-6), -1);
+    EXPECT_EQ(SM::PointToPlane(CKrPoint3d(3, 4, 1.0000005), on, CGeoVector(0, 0, 10), 1e-6), 0);
+    EXPECT_EQ(SM::PointToPlane(CKrPoint3d(3, 4, 1.5), on, CGeoVector(0, 0, 10), 0.5), 0);
+}
+
+TEST(KrSpaceMathPlanes, LineAndPlanePlaneRelations)
+{
+    CKrPoint3d out(7, 7, 7);
+    const CGeoVector n(0, 0, 1);
+    EXPECT_EQ(SM::IntersectPlaneAndLine(n, -2.0, CGeoVector(1, 1, 0), CGeoVector(1, 0, 1), out), 2);
+    EXPECT_TRUE(Near(out, CKrPoint3d(3, 1, 2)));
+    out = CKrPoint3d(7, 7, 7);
+    EXPECT_EQ(SM::IntersectPlaneAndLine(n, -2.0, CGeoVector(1, 1, 2), CGeoVector(1, 1, 0), out), 1);  // in plane
+    EXPECT_EQ(SM::IntersectPlaneAndLine(n, -2.0, CGeoVector(1, 1, 0), CGeoVector(1, 1, 0), out), 0);  // parallel
+    EXPECT_TRUE(out == CKrPoint3d(7, 7, 7));  // untouched
+
+    EXPECT_EQ(SM::Test_State_Plane_And_Plane_3D(CKrPoint3d(0, 0, 0), n, CKrPoint3d(0, 0, 0), CGeoVector(1, 0, 0)), 2);
+    EXPECT_EQ(SM::Test_State_Plane_And_Plane_3D(CKrPoint3d(0, 0, 0), n, CKrPoint3d(5, 5, 0), CGeoVector(0, 0, -3)), 1);
+    EXPECT_EQ(SM::Test_State_Plane_And_Plane_3D(CKrPoint3d(0, 0, 0), n, CKrPoint3d(5, 5, 1), CGeoVector(0, 0, 1)), 0);
+
+    CKrPoint3d l0, l1;
+    ASSERT_EQ(SM::Test_Insersect_Plane_And_Plane_3D(CKrPoint3d(0, 0, 0), n, CKrPoint3d(0, 0, 0), CGeoVector(1, 0, 0),
+                                                    l0, l1),
+              2);
+    EXPECT_TRUE(Near(l0, CKrPoint3d(0, 0, 0)));
+    EXPECT_DOUBLE_EQ(l1.x - l0.x, 0.0);  // along y
+    EXPECT_DOUBLE_EQ(std::fabs(l1.y - l0.y), 1.0);
+    EXPECT_DOUBLE_EQ(l1.z - l0.z, 0.0);
+    // Planes z = 2 and x + y = 4: the common line must satisfy both.
+    ASSERT_EQ(SM::Test_Insersect_Plane_And_Plane_3D(CKrPoint3d(0, 0, 2), n, CKrPoint3d(4, 0, 0), CGeoVector(1, 1, 0),
+                                                    l0, l1),
+              2);
+    for (const CKrPoint3d& q : {l0, l1}) {
+        EXPECT_NEAR(q.z, 2.0, 1e-12);
+        EXPECT_NEAR(q.x + q.y, 4.0, 1e-12);
+    }
+    EXPECT_EQ(SM::Test_Insersect_Plane_And_Plane_3D(CKrPoint3d(0, 0, 0), n, CKrPoint3d(1, 0, 0), CGeoVector(0, 0, 2),
+                                                    l0, l1),
+              1);
+}
+
+TEST(KrSpaceMathDistances, PointLineSegmentAndPlane)
+{
+    CKrPoint3d foot;
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Point_To_Plane_3D(CKrPoint3d(3, 4, 7), CKrPoint3d(0, 0, 2), CGeoVector(0, 0, 5), foot),
+                     5.0);
+    EXPECT_TRUE(Near(foot, CKrPoint3d(3, 4, 2)));
+
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Point_To_Line3D_Adv(5, 3, 0, 0, 0, 0, 1, 0, 0), 3.0);  // beyond B: still the line
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Point_To_LineSection3D_Adv(5, 3, 0, 0, 0, 0, 1, 0, 0), 5.0);  // to B
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Point_To_LineSection3D_Adv(-3, 4, 0, 0, 0, 0, 1, 0, 0), 5.0);  // to A
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Point_To_LineSection3D_Adv(0.5, 0, 2, 0, 0, 0, 1, 0, 0), 2.0);
+
+    // Skew lines x-axis and the line {x = 1, z = 3} along y.
+    const CKrPoint3d a(0, 0, 0), b(1, 0, 0), c(1, -1, 3), d(1, 1, 3);
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Line_To_Line_3D(a, b, c, d), 3.0);
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Line_To_Line_3D(a, b, CKrPoint3d(5, 2, 0), CKrPoint3d(9, 2, 0)), 2.0);  // parallel
+
+    // Segments: the clamped ends matter.
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Seg_To_Seg_3D(a, b, CKrPoint3d(3, -1, 0), CKrPoint3d(3, 1, 0)), 2.0);
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Seg_To_Seg_3D(a, b, c, d), 3.0);
+    EXPECT_NEAR(SM::Get_Dist_Seg_To_Seg_3D(a, b, CKrPoint3d(0.5, -1, 1), CKrPoint3d(0.5, 1, 1)), 1.0, 1e-12);
+    // Collinear, parallel and not overlapping: the gap between the nearest ends.
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Seg_To_Seg_3D(a, b, CKrPoint3d(3, 0, 0), CKrPoint3d(5, 0, 0)), 2.0);
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Seg_To_Seg_3D(CKrPoint3d(3, 0, 0), CKrPoint3d(5, 0, 0), a, b), 2.0);
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Seg_To_Seg_3D(a, b, CKrPoint3d(-4, 0, 0), CKrPoint3d(-2, 0, 0)), 2.0);
+    // Parallel side by side, overlapping.
+    EXPECT_DOUBLE_EQ(SM::Get_Dist_Seg_To_Seg_3D(a, CKrPoint3d(4, 0, 0), CKrPoint3d(1, 0, 2), CKrPoint3d(3, 0, 2)), 2.0);
+
+    // Is_Point_In_Seg_2D switches to y for a (nearly) vertical-in-plan segment.
+    EXPECT_EQ(SM::Is_Point_In_Seg_2D(CKrPoint3d(1, 5, 0), CKrPoint3d(3, 0, 0), CKrPoint3d(1, 0, 0)), 1);
+    EXPECT_EQ(SM::Is_Point_In_Seg_2D(CKrPoint3d(0.5, 0, 0), CKrPoint3d(3, 0, 0), CKrPoint3d(1, 0, 0)), 0);
+    EXPECT_EQ(SM::Is_Point_In_Seg_2D(CKrPoint3d(9, 2, 0), CKrPoint3d(1, 0, 0), CKrPoint3d(1.0000005, 4, 0)), 1);
+    EXPECT_EQ(SM::Is_Point_In_Seg_2D(CKrPoint3d(1, 4.5, 0), CKrPoint3d(1, 0, 0), CKrPoint3d(1.0000005, 4, 0)), 0);
+    EXPECT_EQ(SM::Is_Point_In_Seg_2D(CKrPoint3d(1, 0, 0), CKrPoint3d(3, 0, 0), CKrPoint3d(1, 0, 0)), 1);  // inclusive
+}
+
+TEST(KrSpaceMathDistances, PointOnSegmentTest)
+{
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(1, 1, 1, 0, 0, 0, 2, 2, 2), 1);
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(0, 0, 0, 0, 0, 0, 2, 2, 2), 1);          // end point
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(2.0000005, 2, 2, 0, 0, 0, 2, 2, 2), 1);  // end within 1e-6
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(3, 3, 3, 0, 0, 0, 2, 2, 2), 0);          // on the line, beyond
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(-1, -1, -1, 0, 0, 0, 2, 2, 2), 0);
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(1, 1.001, 1, 0, 0, 0, 2, 2, 2), 0);  // off the line
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(5, 1e-7, 0, 0, 0, 0, 10, 0, 0), 1);  // within tolerance
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(5, 1e-4, 0, 0, 0, 0, 10, 0, 0), 0);
+    // Axis-parallel segment: the box is widened, so a point on it is inside.
+    EXPECT_EQ(SM::JH_TestPointIn_LineSection3D(0, 3, 0, 0, 0, 0, 0, 10, 0), 1);
+}
+
+TEST(KrSpaceMathDistances, PointInTriangleCodesAndSquaredTriangleDistance)
+{
+    const CKrPoint3d a(0, 0, 0), b(4, 0, 0), c(0, 4, 0);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(1, 1, 0)), 0);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(2, 0, 0)), -1);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(2, 2, 0)), -2);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(0, 2, 0)), -3);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(2, -5e-7, 0)), -1);  // within the tolerance
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(5e-7, 5e-7, 0)), -4);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(4, 0, 0)), -5);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(0, 4, 0)), -6);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(2, -1, 0)), 1);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(3, 3, 0)), 2);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(-1, 2, 0)), 3);
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(6, 0, 0)), 2);  // on AB's line beyond B: outside BC
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, c, CKrPoint3d(1, 1, 0.01)), 4);  // off the plane
+    EXPECT_EQ(SM::IsPtInTri3D(a, b, CKrPoint3d(8, 0, 0), CKrPoint3d(1, 0, 0)), 4);  // degenerate
+    // The winding does not matter.
+    EXPECT_EQ(SM::IsPtInTri3D(a, c, b, CKrPoint3d(1, 1, 0)), 0);
+    EXPECT_EQ(SM::IsPtInTri3D(a, c, b, CKrPoint3d(2, -1, 0)), 3);  // across CA of (a, c, b), the x axis
+    // A tilted triangle.
+    const CKrPoint3d ta(0, 0, 0), tb(2, 0, 2), tc(0, 2, 0);
+    EXPECT_EQ(SM::IsPtInTri3D(ta, tb, tc, CKrPoint3d(0.5, 0.5, 0.5)), 0);
+    EXPECT_EQ(SM::IsPtInTri3D(ta, tb, tc, CKrPoint3d(1, 0, 1)), -1);
+
+    // CalDistPtToTri is squared: 2 above the centroid gives 4.
+    EXPECT_DOUBLE_EQ(SM::CalDistPtToTri(CKrPoint3d(4.0 / 3, 4.0 / 3, 2), a, b, c), 4.0);
+    EXPECT_DOUBLE_EQ(SM::CalDistPtToTri(CKrPoint3d(2, 0, -3), a, b, c), 9.0);  // above an edge: not positive code
+    // Outside: the in-plane distance to the nearest edge is added, squared.
+    EXPECT_DOUBLE_EQ(SM::CalDistPtToTri(CKrPoint3d(2, -3, 4), a, b, c), 25.0);
+    EXPECT_DOUBLE_EQ(SM::CalDistPtToTri(CKrPoint3d(7, -4, 0), a, b, c), 25.0);  // nearest is corner B
+    EXPECT_DOUBLE_EQ(SM::CalDistPtToTri(CKrPoint3d(7, 4, 0), a, b, c), 24.5);   // across BC
+    EXPECT_EQ(SM::CalDistPtToTri(CKrPoint3d(1, 1, 1), a, b, CKrPoint3d(8, 0, 0)), -1.0);
+
+    EXPECT_FALSE(SM::IsTriDegenerate(a, b, c));
+    EXPECT_TRUE(SM::IsTriDegenerate(a, CKrPoint3d(1e-3, 0, 0), CKrPoint3d(0, 9e-4, 0)));  // |n|^2 = 8.1e-13
+    EXPECT_TRUE(SM::IsTriDegenerate(a, CKrPoint3d(1, 0, 0), CKrPoint3d(2, 9e-4, 0)));     // |n|^2 = 8.1e-7
+    EXPECT_FALSE(SM::IsTriDegenerate(a, CKrPoint3d(1, 0, 0), CKrPoint3d(2, 1.1e-3, 0)));  // |n|^2 = 1.21e-6
+}
