@@ -1,0 +1,73 @@
+#ifndef KRTES_TESTS_MESHTESTUTIL_H
+#define KRTES_TESTS_MESHTESTUTIL_H
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "geom/KrPoint3d.h"
+#include "geom/sTriID.h"
+#include "mesh/KrMeshData.h"
+
+namespace meshtest {
+
+// Points and counter-clockwise index triples of an nx x ny grid of unit
+// squares, each split into two triangles; z = 0.1 * (i + j). Squares for which
+// skip(i, j) is true are left out.
+inline void Grid(int nx, int ny, std::vector<CKrPoint3d>& pts, std::vector<KrTesGeo::_sTri_ID>& ids,
+                 const std::function<bool(int, int)>& skip = nullptr)
+{
+    pts.clear();
+    ids.clear();
+    for (int j = 0; j <= ny; ++j)
+        for (int i = 0; i <= nx; ++i) pts.emplace_back(double(i), double(j), 0.1 * (i + j));
+    auto at = [nx](int i, int j) { return j * (nx + 1) + i; };
+    for (int j = 0; j < ny; ++j) {
+        for (int i = 0; i < nx; ++i) {
+            if (skip && skip(i, j)) continue;
+            ids.emplace_back(at(i, j), at(i + 1, j), at(i + 1, j + 1));
+            ids.emplace_back(at(i, j), at(i + 1, j + 1), at(i, j + 1));
+        }
+    }
+}
+
+// A triangle as its corner coordinates, rotated to start at the
+// lexicographically smallest corner (winding kept), for comparing meshes.
+using TriKey = std::array<double, 9>;
+
+inline TriKey KeyOf(const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c)
+{
+    const CKrPoint3d* p[3] = {&a, &b, &c};
+    int s = 0;
+    for (int k = 1; k < 3; ++k)
+        if (CKrPoint3d::CompPt(*p[k], *p[s]) < 0) s = k;
+    TriKey key;
+    for (int k = 0; k < 3; ++k) {
+        const CKrPoint3d& q = *p[(s + k) % 3];
+        key[3 * k] = q.x;
+        key[3 * k + 1] = q.y;
+        key[3 * k + 2] = q.z;
+    }
+    return key;
+}
+
+inline std::multiset<TriKey> TriKeys(const TesTriMesh::CKrMeshData& m)
+{
+    std::multiset<TriKey> out;
+    for (const TesTriMesh::_sTri* t : m.m_setTri) out.insert(KeyOf(t->pVer[0]->pt, t->pVer[1]->pt, t->pVer[2]->pt));
+    return out;
+}
+
+// The vertex of the mesh nearest to (x, y), or null when none lies within 1e-9.
+inline TesTriMesh::_sVertex* VertexAt(const TesTriMesh::CKrMeshData& m, double x, double y)
+{
+    for (TesTriMesh::_sVertex* v : m.m_setVer)
+        if (std::abs(v->pt.x - x) < 1e-9 && std::abs(v->pt.y - y) < 1e-9) return v;
+    return nullptr;
+}
+
+}  // namespace meshtest
+
+#endif

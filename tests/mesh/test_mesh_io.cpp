@@ -1,0 +1,250 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "krtesmath/CGeDataTriMesh.h"
+#include "mesh/KrMeshData.h"
+#include "mesh/MeshTestUtil.h"
+
+using namespace TesTriMesh;
+using KrTesGeo::_sTri_ID;
+
+namespace {
+
+// A jittered grid, its points handed over in shuffled order.
+void JitteredGrid(int n, std::vector<CKrPoint3d>& pts, std::vector<_sTri_ID>& ids, unsigned seed)
+{
+    meshtest::Grid(n, n, pts, ids);
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> jit(-0.2, 0.2);
+    for (CKrPoint3d& p : pts) {
+        p.x += jit(rng);
+        p.y += jit(rng);
+        p.z += jit(rng);
+    }
+    std::vector<int32_t> perm(pts.size());
+    for (size_t i = 0; i < perm.size(); ++i) perm[i] = static_cast<int32_t>(i);
+    std::shuffle(perm.begin(), perm.end(), rng);
+    std::vector<CKrPoint3d> shuffled(pts.size());
+    for (size_t i = 0; i < pts.size(); ++i) shuffled[static_cast<size_t>(perm[i])] = pts[i];
+    for (_sTri_ID& id : ids)
+        for (int k = 0; k < 3; ++k) id.nID[k] = perm[static_cast<size_t>(id.nID[k])];
+    pts.swap(shuffled);
+}
+
+std::multiset<meshtest::TriKey> KeysOf(const std::vector<CKrPoint3d>& pts, const std::vector<_sTri_ID>& ids)
+{
+    std::multiset<meshtest::TriKey> out;
+    for (const _sTri_ID& id : ids)
+        out.insert(meshtest::KeyOf(pts[static_cast<size_t>(id.nID[0])], pts[static_cast<size_t>(id.nID[1])],
+                                   pts[static_cast<size_t>(id.nID[2])]));
+    return out;
+}
+
+}  // namespace
+
+TEST(MeshIO, IndexImportMergesAndDropsCollapsedTriangles)
+{
+    CKrMeshData m;
+    // Points 0 and 1 are 0.001 apart: one vertex, and the triangle using both is dropped.
+    std::vector<CKrPoint3d> pts{{0, 0, 0}, {0.001, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    std::vector<_sTri_ID> ids{{0, 1, 2}, {0, 2, 3}, {1, 2, 3}, {2, 2, 3}};
+    m.InputData(pts, ids, true);
+    EXPECT_EQ(m.m_setVer.size(), 3u);
+    EXPECT_EQ(m.TriNum(), 2);  // (0,2,3) and (1,2,3): the same corners, created twice
+    _sVertex* origin = meshtest::VertexAt(m, 0, 0);
+    ASSERT_NE(origin, nullptr);
+    // No stale entries from the dropped triples.
+    EXPECT_EQ(origin->setTri.size(), 2u);
+    for (_sVertex* v : m.m_setVer)
+        for (_sTri* t : v->setTri) EXPECT_EQ(m.m_setTri.count(t), 1u);
+    EXPECT_TRUE(m.IsMeshOk());
+    EXPECT_NE(m.m_pOctTree, nullptr);
+
+    // Out-of-range and negative indices produce nothing and break nothing.
+    m.InputData(pts, {{0, 2, 7}, {-1, 2, 3}, {0, 2, 3}}, true);
+    EXPECT_EQ(m.TriNum(), 1);
+    EXPECT_TRUE(m.IsMeshOk());
+
+    // Importing the same list again without clearing merges every point.
+    std::vector<CKrPoint3d> gp;
+    std::vector<_sTri_ID> gi;
+    meshtest::Grid(3, 3, gp, gi);
+    m.InputData(gp, gi, true);
+    const size_t nv = m.m_setVer.size();
+    m.InputData(gp, gi, false);
+    EXPECT_EQ(m.m_setVer.size(), nv);
+    EXPECT_EQ(m.TriNum(), 36);
+
+    // An empty free-triangle list with bClear leaves an empty mesh without octree.
+    m.InputData(std::vector<CKrTri3d>{}, true);
+    EXPECT_TRUE(m.m_setVer.empty());
+    EXPECT_EQ(m.TriNum(), 0);
+    EXPECT_EQ(m.m_pOctTree, nullptr);
+}
+
+TEST(MeshIO, ExportSortsVerticesAndReimportsTheSameMesh)
+{
+    std::vector<CKrPoint3d> pts;
+    std::vector<_sTri_ID> ids;
+    JitteredGrid(10, pts, ids, 21);
+    CKrMeshData m;
+    m.InputData(pts, ids, true);
+    ASSERT_EQ(m.m_setVer.size(), pts.size());
+    ASSERT_EQ(m.TriNum(), static_cast<long>(ids.size()));
+    EXPECT_TRUE(m.IsMeshOk());
+
+    std::vector<CKrPoint3d> outPts;
+    std::vector<_sTri_ID> outIds{{9, 9, 9}};
+    m.OutputData(outPts, outIds);
+    ASSERT_EQ(outPts.size(), pts.size());
+    ASSERT_EQ(outIds.size(), ids.size());
+    // Tolerant x, y, z order, not input order; nID is the output index.
+    CKrVerLess less;
+    for (size_t i = 1; i < outPts.size(); ++i) {
+        _sVertex p(outPts[i - 1]), q(outPts[i]);
+        EXPECT_TRUE(less(&p, &q)) << i;
+    }
+    int32_t n = 0;
+    for (_sVertex* v : m.m_setVer) EXPECT_EQ(v->nID, n++);
+    // The same triangles, with the same winding.
+    EXPECT_EQ(KeysOf(outPts, outIds), KeysOf(pts, ids));
+    EXPECT_EQ(KeysOf(outPts, outIds), meshtest::TriKeys(m));
+
+    // Re-importing the export gives the same mesh and the same export.
+    CKrMeshData again;
+    again.InputData(outPts, outIds, true);
+    EXPECT_EQ(meshtest::TriKeys(again), meshtest::TriKeys(m));
+    EXPECT_EQ(again.m_setEdge.size(), m.m_setEdge.size());
+    std::vector<CKrPoint3d> pts2;
+    std::vector<_sTri_ID> ids2;
+    again.OutputData(pts2, ids2);
+    ASSERT_EQ(pts2.size(), outPts.size());
+    for (size_t i = 0; i < pts2.size(); ++i) EXPECT_TRUE(pts2[i].IsEqualTo(outPts[i]));
+
+    // Free triangles round trip.
+    std::vector<CKrTri3d> tris;
+    m.OutputData(tris);
+    ASSERT_EQ(tris.size(), ids.size());
+    CKrMeshData fromTris;
+    fromTris.InputData(tris, true);
+    EXPECT_EQ(fromTris.m_setVer.size(), m.m_setVer.size());
+    EXPECT_EQ(meshtest::TriKeys(fromTris), meshtest::TriKeys(m));
+    EXPECT_TRUE(fromTris.IsMeshOk());
+
+    // OutputPoints gives the same order and leaves nID alone.
+    for (_sVertex* v : m.m_setVer) v->nID = 77;
+    std::vector<CKrPoint3d> only;
+    m.OutputPoints(only);
+    ASSERT_EQ(only.size(), outPts.size());
+    EXPECT_TRUE(only.front().IsEqualTo(outPts.front()));
+    EXPECT_TRUE(only.back().IsEqualTo(outPts.back()));
+    for (_sVertex* v : m.m_setVer) EXPECT_EQ(v->nID, 77);
+}
+
+TEST(MeshIO, InterchangeMeshExportAndImport)
+{
+    std::vector<CKrPoint3d> pts;
+    std::vector<_sTri_ID> ids;
+    JitteredGrid(6, pts, ids, 4);
+    CKrMeshData m;
+    m.InputData(pts, ids, true);
+
+    // The export empties the arrays (capacity kept) before sizing them.
+    CGeDataTriMesh gm;
+    for (int i = 0; i < 100; ++i) gm.AddPoint(i, i, i);
+    gm.AddTri(0, 1, 2);
+    const int32_t capBefore = gm.m_arrPts.m_nMaxSize;
+    m.OutputData(gm);
+    EXPECT_EQ(gm.GetPointCount(), 49);
+    EXPECT_EQ(gm.GetTriCount(), 72);
+    EXPECT_EQ(gm.m_arrPts.m_nMaxSize, capBefore);
+    EXPECT_TRUE(gm.IsValid());
+    std::vector<CKrPoint3d> vp;
+    std::vector<_sTri_ID> vi;
+    m.OutputData(vp, vi);
+    for (int32_t i = 0; i < gm.GetPointCount(); ++i) {
+        EXPECT_EQ(gm.GetPoint(i)->x, vp[static_cast<size_t>(i)].x);
+        EXPECT_EQ(gm.GetPoint(i)->z, vp[static_cast<size_t>(i)].z);
+    }
+    for (int32_t i = 0; i < gm.GetTriCount(); ++i)
+        for (int k = 0; k < 3; ++k) EXPECT_EQ(gm.GetTri(i)->n[k], vi[static_cast<size_t>(i)].nID[k]);
+
+    CKrMeshData back;
+    back.InputData(gm, true);
+    EXPECT_EQ(meshtest::TriKeys(back), meshtest::TriKeys(m));
+
+    // A missing point record drops the triangles that use it.
+    delete gm.m_arrPts.m_pData[0];
+    gm.m_arrPts.m_pData[0] = nullptr;
+    int usesZero = 0;
+    for (int32_t i = 0; i < gm.GetTriCount(); ++i)
+        for (int k = 0; k < 3; ++k) usesZero += gm.GetTri(i)->n[k] == 0;
+    back.InputData(gm, true);
+    EXPECT_EQ(back.TriNum(), 72 - usesZero);
+    EXPECT_EQ(back.m_setVer.size(), 48u);
+    EXPECT_TRUE(back.IsMeshOk());
+
+    // Growth rule: from capacity 20000 (x4 >= 65536) to 20001 points the step is 16384.
+    CGeDataTriMesh big;
+    big.m_arrPts.SetSize(20000);
+    std::vector<CKrPoint3d> line;
+    for (int i = 0; i < 20001; ++i) line.emplace_back(i, 0, 0);
+    CKrMeshData lm;
+    lm.InputData(line, {}, true);
+    lm.OutputData(big);
+    EXPECT_EQ(big.m_arrPts.m_nSize, 20001);
+    EXPECT_EQ(big.m_arrPts.m_nMaxSize, 36384);
+    EXPECT_EQ(big.m_arrTris.m_nSize, 0);
+    // From a small capacity the step is the capacity itself.
+    CGeDataTriMesh small;
+    small.m_arrPts.SetSize(10);
+    CKrMeshData sm;
+    std::vector<CKrPoint3d> p14(line.begin(), line.begin() + 14);
+    sm.InputData(p14, {}, true);
+    sm.OutputData(small);
+    EXPECT_EQ(small.m_arrPts.m_nMaxSize, 20);
+}
+
+TEST(MeshIO, CopyIntoAnotherMesh)
+{
+    std::vector<CKrPoint3d> pts;
+    std::vector<_sTri_ID> ids;
+    JitteredGrid(5, pts, ids, 8);
+    CKrMeshData src;
+    src.InputData(pts, ids, true);
+    src.InsertVertex(CKrPoint3d(100, 100, 100));  // a vertex without triangles is copied too
+
+    CKrMeshData dst;
+    dst.InsertVertex(CKrPoint3d(-7, -7, -7));  // replaced by the copy
+    ASSERT_TRUE(src.OutputData(dst));
+    EXPECT_EQ(dst.m_setVer.size(), src.m_setVer.size());
+    EXPECT_EQ(meshtest::TriKeys(dst), meshtest::TriKeys(src));
+    EXPECT_TRUE(dst.GetMaxLimit().IsEqualTo(src.GetMaxLimit()));
+    EXPECT_TRUE(dst.GetMinLimit().IsEqualTo(src.GetMinLimit()));
+    EXPECT_NE(dst.m_pOctTree, nullptr);
+    EXPECT_TRUE(dst.IsMeshOk());
+    for (_sVertex* v : dst.m_setVer) EXPECT_EQ(v->nID, -1);
+    // The copy is independent of the source.
+    for (_sTri* t : dst.m_setTri) EXPECT_EQ(src.m_setTri.count(t), 0u);
+
+    // Nothing to copy, or copying onto itself: false, target untouched.
+    CKrMeshData empty;
+    EXPECT_FALSE(empty.OutputData(dst));
+    EXPECT_EQ(dst.TriNum(), src.TriNum());
+    EXPECT_FALSE(dst.OutputData(dst));
+    EXPECT_EQ(dst.TriNum(), src.TriNum());
+
+    // The copy merges under the current tolerance: built apart under 0.001,
+    // two vertices 0.005 apart become one in a copy made under 0.01.
+    CKrMeshData fine(0.001);
+    fine.InputData(std::vector<CKrPoint3d>{{0, 0, 0}, {0.005, 0, 0}, {1, 0, 0}, {0, 1, 0}},
+                   {{0, 2, 3}, {1, 2, 3}}, true);
+    ASSERT_EQ(fine.m_setVer.size(), 4u);
+    CKrMeshData coarse;  // tolerance back to 0.01
+    ASSERT_TRUE(fine.OutputData(coarse));
+    EXPECT_EQ(coarse.m_setVer.size(), 3u);
+    EXPECT_EQ(coarse.TriNum(), 2);
+}

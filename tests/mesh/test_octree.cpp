@@ -1,0 +1,287 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <vector>
+
+#include "mesh/octree/KrOctaTreeEx.h"
+
+using GeoTreeEx::_sOctaNode;
+using GeoTreeEx::CKrOctaTreeEx;
+
+namespace {
+
+// Depth of the node holding item, or -1.
+int DepthOf(const _sOctaNode* n, const void* item, int level = 0)
+{
+    if (std::find(n->m_vecItems.begin(), n->m_vecItems.end(), item) != n->m_vecItems.end()) return level;
+    if (n->IsLeaf()) return -1;
+    for (const _sOctaNode* c : n->m_pChild) {
+        const int d = DepthOf(c, item, level + 1);
+        if (d >= 0) return d;
+    }
+    return -1;
+}
+
+void ExpectBox(const double* b, double x0, double y0, double z0, double x1, double y1, double z1)
+{
+    EXPECT_DOUBLE_EQ(b[0], x0);
+    EXPECT_DOUBLE_EQ(b[1], y0);
+    EXPECT_DOUBLE_EQ(b[2], z0);
+    EXPECT_DOUBLE_EQ(b[3], x1);
+    EXPECT_DOUBLE_EQ(b[4], y1);
+    EXPECT_DOUBLE_EQ(b[5], z1);
+}
+
+int g_items[64];  // addresses used as items
+
+}  // namespace
+
+TEST(Octree, InitAndChildLayout)
+{
+    CKrOctaTreeEx tree;
+    EXPECT_EQ(tree.m_pRoot, nullptr);
+    EXPECT_EQ(tree.m_nMaxDepth, 10);
+    EXPECT_DOUBLE_EQ(tree.m_dLooseness, 0.2);
+    EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);  // no root yet
+
+    tree.Init(0, 0, 0, 10, 20, 40, 8, 0.2);
+    ExpectBox(tree.m_pRoot->m_dBox, -1, -2, -4, 11, 22, 44);
+    EXPECT_TRUE(tree.m_pRoot->IsLeaf());
+
+    // An item straddling everything stays at the root, but the root is split on the way.
+    ASSERT_EQ(tree.AddItem(&g_items[0], 0, 0, 0, 10, 20, 40), tree.m_pRoot);
+    ASSERT_FALSE(tree.m_pRoot->IsLeaf());
+    // Child extents are 60% of the parent: 7.2 x 14.4 x 28.8, anchored at corners.
+    const double x0 = -1, x1 = 11, y0 = -2, y1 = 22, z0 = -4, z1 = 44, w = 7.2, h = 14.4, d = 28.8;
+    _sOctaNode* const* c = tree.m_pRoot->m_pChild;
+    ExpectBox(c[0]->m_dBox, x0, y0, z1 - d, x0 + w, y0 + h, z1);
+    ExpectBox(c[1]->m_dBox, x0, y1 - h, z1 - d, x0 + w, y1, z1);
+    ExpectBox(c[2]->m_dBox, x1 - w, y1 - h, z1 - d, x1, y1, z1);
+    ExpectBox(c[3]->m_dBox, x1 - w, y0, z1 - d, x1, y0 + h, z1);
+    ExpectBox(c[4]->m_dBox, x0, y0, z0, x0 + w, y0 + h, z0 + d);
+    ExpectBox(c[5]->m_dBox, x0, y1 - h, z0, x0 + w, y1, z0 + d);
+    ExpectBox(c[6]->m_dBox, x1 - w, y1 - h, z0, x1, y1, z0 + d);
+    ExpectBox(c[7]->m_dBox, x1 - w, y0, z0, x1, y0 + h, z0 + d);
+    for (int i = 0; i < 8; ++i) EXPECT_TRUE(c[i]->IsLeaf());
+    // The root's item bounds enclose its item.
+    ExpectBox(tree.m_pRoot->m_dItemBox, 0, 0, 0, 10, 20, 40);
+
+    tree.Clear();
+    EXPECT_EQ(tree.m_pRoot, nullptr);
+    EXPECT_EQ(tree.m_nMaxDepth, -1);
+    EXPECT_DOUBLE_EQ(tree.m_dLooseness, 0.2);
+    EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);
+    std::vector<void*> all;
+    tree.GetAllItems(all);
+    EXPECT_TRUE(all.empty());
+}
+
+TEST(Octree, ContainmentIsClosedAndChildrenAreLoose)
+{
+    CKrOctaTreeEx tree;
+    tree.Init(0, 0, 0, 100, 100, 100, 8, 0.2);  // root -10 .. 110
+    // Exactly the root box: stored (closed containment), at the root.
+    EXPECT_EQ(tree.AddItem(&g_items[0], -10, -10, -10, 110, 110, 110), tree.m_pRoot);
+    // Lying on the root's min faces: stored and descends.
+    _sOctaNode* n = tree.AddItem(&g_items[1], -10, -10, -10, -9, -9, -9);
+    ASSERT_NE(n, nullptr);
+    EXPECT_GT(DepthOf(tree.m_pRoot, &g_items[1]), 0);
+    // Poking out of the root by a hair: not stored.
+    EXPECT_EQ(tree.AddItem(&g_items[2], -10.0000001, 0, 0, 1, 1, 1), nullptr);
+    EXPECT_EQ(tree.AddItem(&g_items[2], 0, 0, 0, 1, 1, 110.0000001), nullptr);
+
+    // Child 0 spans x, y in [-10, 62] and z in [38, 110] (60% of 120): an
+    // item crossing the root's middle (50) by less than a tenth of the extent
+    // still descends, into child 0 as the first child that contains it.
+    _sOctaNode* c0 = tree.m_pRoot->m_pChild[0];
+    n = tree.AddItem(&g_items[3], 45, 45, 45, 55, 55, 55);
+    ASSERT_NE(n, nullptr);
+    EXPECT_NE(n, tree.m_pRoot);
+    EXPECT_GE(DepthOf(c0, &g_items[3]), 0);
+    // Ending exactly on child 0's max faces (62) is still inside it; spanning
+    // its whole height keeps it from going further down.
+    EXPECT_EQ(tree.AddItem(&g_items[4], 40, 40, 38, 62, 62, 110), c0);
+    // Crossing by more than that stays at the root.
+    EXPECT_EQ(tree.AddItem(&g_items[5], 30, 30, 30, 70, 70, 70), tree.m_pRoot);
+}
+
+TEST(Octree, DegenerateBoxesDescendToMaxDepth)
+{
+    CKrOctaTreeEx tree;
+    tree.Init(0, 0, 0, 100, 100, 10, 8, 0.2);
+    _sOctaNode* n = tree.AddItem(&g_items[0], 37, 61, 5, 37, 61, 5);
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(DepthOf(tree.m_pRoot, &g_items[0]), 8);
+    EXPECT_TRUE(n->IsLeaf());  // level-8 nodes are never split
+    // A second point in the same place goes to the same node, which stays a leaf.
+    EXPECT_EQ(tree.AddItem(&g_items[1], 37, 61, 5, 37, 61, 5), n);
+    EXPECT_TRUE(n->IsLeaf());
+    ASSERT_EQ(n->m_vecItems.size(), 2u);
+    EXPECT_EQ(n->m_vecItems[0], &g_items[0]);
+    EXPECT_EQ(n->m_vecItems[1], &g_items[1]);
+    // The node's box encloses the point and has 0.6^8 of the root's extent.
+    EXPECT_LE(n->m_dBox[0], 37);
+    EXPECT_GE(n->m_dBox[3], 37);
+    EXPECT_NEAR(n->m_dBox[3] - n->m_dBox[0], 120 * std::pow(0.6, 8), 1e-9);
+
+    // A custom depth limit holds too.
+    CKrOctaTreeEx shallow;
+    shallow.Init(0, 0, 0, 1, 1, 1, 3, 0.2);
+    shallow.AddItem(&g_items[2], 0.5, 0.5, 0.5, 0.5, 0.5, 0.5);
+    EXPECT_EQ(DepthOf(shallow.m_pRoot, &g_items[2]), 3);
+}
+
+TEST(Octree, BoxAndRectQueries)
+{
+    CKrOctaTreeEx tree;
+    tree.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    _sOctaNode* low = tree.AddItem(&g_items[0], 10, 10, 0, 11, 11, 0);
+    _sOctaNode* high = tree.AddItem(&g_items[1], 10, 10, 100, 11, 11, 100);
+    _sOctaNode* root = tree.AddItem(&g_items[2], 0, 0, 0, 100, 100, 100);
+    ASSERT_TRUE(low && high && root);
+
+    // A plan rectangle finds items at any height, parents first.
+    std::vector<_sOctaNode*> nodes;
+    tree.GetNodesInRect(10.5, 10.5, 10.6, 10.6, nodes);
+    ASSERT_EQ(nodes.size(), 3u);
+    EXPECT_EQ(nodes[0], root);
+    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
+    EXPECT_NE(std::find(nodes.begin(), nodes.end(), high), nodes.end());
+
+    // A spatial box near the bottom only reaches the low item's node (and the root).
+    nodes.clear();
+    tree.GetNodesInBox(10, 10, -1, 11, 11, 1, nodes);
+    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
+    EXPECT_EQ(std::find(nodes.begin(), nodes.end(), high), nodes.end());
+
+    // Touching counts as overlap: a query box whose max x equals the low
+    // node's min x still returns it; one a hair short does not.
+    nodes.clear();
+    const double* lb = low->m_dBox;
+    tree.GetNodesInBox(lb[0] - 5, lb[1], lb[2], lb[0], lb[4], lb[5], nodes);
+    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
+    nodes.clear();
+    tree.GetNodesInBox(lb[0] - 5, lb[1], lb[2], lb[0] - 1e-9, lb[4], lb[5], nodes);
+    EXPECT_EQ(std::find(nodes.begin(), nodes.end(), low), nodes.end());
+
+    // Only nodes holding items are returned, and results are appended.
+    for (_sOctaNode* n : nodes) EXPECT_FALSE(n->m_vecItems.empty());
+    const size_t before = nodes.size();
+    tree.GetNodesInRect(-1000, -1000, 1000, 1000, nodes);
+    EXPECT_EQ(nodes.size(), before + 3);
+
+    // Queries on an empty tree return nothing.
+    CKrOctaTreeEx empty;
+    nodes.clear();
+    empty.GetNodesInBox(0, 0, 0, 1, 1, 1, nodes);
+    empty.GetNodesInRect(0, 0, 1, 1, nodes);
+    EXPECT_TRUE(nodes.empty());
+}
+
+TEST(Octree, LeafItemsSkipInnerNodes)
+{
+    CKrOctaTreeEx tree;
+    tree.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    tree.AddItem(&g_items[0], 0, 0, 0, 100, 100, 100);  // straddles: filed at the root
+    tree.AddItem(&g_items[1], 20, 20, 20, 20, 20, 20);  // a point: a leaf at level 8
+    tree.AddItem(&g_items[2], 80, 80, 80, 80, 80, 80);
+    std::set<void*> out;
+    tree.GetLeafItemsInBox(-1000, -1000, -1000, 1000, 1000, 1000, out);
+    EXPECT_EQ(out, (std::set<void*>{&g_items[1], &g_items[2]}));
+    out.clear();
+    tree.GetLeafItemsInBox(0, 0, 0, 30, 30, 30, out);
+    EXPECT_EQ(out, (std::set<void*>{&g_items[1]}));
+
+    // A tree that is a single leaf returns its items.
+    CKrOctaTreeEx leaf;
+    leaf.Init(0, 0, 0, 1, 1, 1, 0, 0.2);
+    leaf.AddItem(&g_items[3], 0, 0, 0, 0, 0, 0);
+    out.clear();
+    leaf.GetLeafItemsInBox(0, 0, 0, 1, 1, 1, out);
+    EXPECT_EQ(out, (std::set<void*>{&g_items[3]}));
+}
+
+TEST(Octree, RemoveItem)
+{
+    CKrOctaTreeEx tree;
+    tree.Init(0, 0, 0, 10, 10, 10, 8, 0.2);
+    _sOctaNode* n = tree.AddItem(&g_items[0], 5, 5, 5, 5, 5, 5);
+    tree.AddItem(&g_items[1], 5, 5, 5, 5, 5, 5);
+    tree.AddItem(&g_items[2], 5, 5, 5, 5, 5, 5);
+    tree.AddItem(&g_items[3], 0, 0, 0, 10, 10, 10);
+
+    // A pointer that was never added: false, nothing changes.
+    EXPECT_FALSE(tree.RemoveItem(&g_items[9], 5, 5, 5, 5, 5, 5));
+    EXPECT_EQ(n->m_vecItems.size(), 3u);
+    // A box outside the root: false.
+    EXPECT_FALSE(tree.RemoveItem(&g_items[0], 50, 50, 50, 51, 51, 51));
+    // The right pointer under the wrong box is not found either.
+    EXPECT_FALSE(tree.RemoveItem(&g_items[3], 5, 5, 5, 5, 5, 5));
+
+    EXPECT_TRUE(tree.RemoveItem(&g_items[1], 5, 5, 5, 5, 5, 5));
+    ASSERT_EQ(n->m_vecItems.size(), 2u);
+    EXPECT_EQ(n->m_vecItems[0], &g_items[0]);  // order of the others kept
+    EXPECT_EQ(n->m_vecItems[1], &g_items[2]);
+    EXPECT_FALSE(tree.RemoveItem(&g_items[1], 5, 5, 5, 5, 5, 5));
+    EXPECT_TRUE(tree.RemoveItem(&g_items[3], 0, 0, 0, 10, 10, 10));
+    EXPECT_TRUE(tree.m_pRoot->m_vecItems.empty());
+    // Item bounds are not shrunk by removal.
+    EXPECT_DOUBLE_EQ(tree.m_pRoot->m_dItemBox[3], 10);
+
+    std::vector<void*> all;
+    tree.GetAllItems(all);
+    EXPECT_EQ(all, (std::vector<void*>{&g_items[0], &g_items[2]}));
+}
+
+TEST(Octree, PruneAgainstEmptiesFarNodes)
+{
+    CKrOctaTreeEx a, b;
+    a.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    b.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    a.AddItem(&g_items[0], 10, 10, 10, 12, 12, 12);  // near b's item
+    a.AddItem(&g_items[1], 80, 80, 80, 82, 82, 82);  // far from b
+    a.AddItem(&g_items[2], 80, 10, 50, 82, 12, 50);  // far, but flat in z: never emptied
+    b.AddItem(&g_items[10], 11, 11, 11, 13, 13, 13);
+
+    a.PruneAgainst(b);
+    std::vector<void*> all;
+    a.GetAllItems(all);
+    // Child order: the flat item sits under child 3 (upper layer), the near
+    // one under child 4 (lower layer).
+    EXPECT_EQ(all, (std::vector<void*>{&g_items[2], &g_items[0]}));
+
+    // Against an empty tree every node with a solid item box is emptied.
+    CKrOctaTreeEx c, empty;
+    c.Init(0, 0, 0, 10, 10, 10, 8, 0.2);
+    c.AddItem(&g_items[3], 1, 1, 1, 2, 2, 2);
+    c.PruneAgainst(empty);
+    all.clear();
+    c.GetAllItems(all);
+    EXPECT_TRUE(all.empty());
+}
+
+TEST(Octree, ItemsAlongRay)
+{
+    CKrOctaTreeEx tree;
+    tree.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    tree.AddItem(&g_items[0], 10, 10, 10, 11, 11, 11);
+    tree.AddItem(&g_items[1], 50, 50, 50, 51, 51, 51);
+    tree.AddItem(&g_items[2], 10, 90, 10, 11, 91, 11);
+    std::set<void*> out;
+    // The diagonal passes through the first two boxes only.
+    tree.GetItemsAlongRay(CKrPoint3d(0, 0, 0), KrTesGeo::CGeoVector(1, 1, 1), out);
+    EXPECT_EQ(out.count(&g_items[0]), 1u);
+    EXPECT_EQ(out.count(&g_items[1]), 1u);
+    EXPECT_EQ(out.count(&g_items[2]), 0u);
+    // Pointing away from everything: nothing.
+    out.clear();
+    tree.GetItemsAlongRay(CKrPoint3d(-50, -50, -50), KrTesGeo::CGeoVector(-1, 0, 0), out);
+    EXPECT_TRUE(out.empty());
+    // A vertical ray through the third item's column.
+    out.clear();
+    tree.GetItemsAlongRay(CKrPoint3d(10.5, 90.5, 200), KrTesGeo::CGeoVector(0, 0, -1), out);
+    EXPECT_EQ(out.count(&g_items[2]), 1u);
+    EXPECT_EQ(out.count(&g_items[0]), 0u);
+}
