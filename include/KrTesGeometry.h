@@ -18,4 +18,18 @@
 #include "geom/sTriID.h"
 #include "geom/KrTransReferent.h"
 
+// Planar and spatial geometry, polylines.
+#include "geom/KrExactPredicates.h"
+#include "geom/KrPlanarFunc.h"
+#include "geom/KrSpaceMath.h"
+#include "geom/KrPolyLine.h"
+
+// Triangle mesh and its octree.
+#include "mesh/octree/KrOctaTreeEx.h"
+#include "mesh/KrMeshRecords.h"
+#include "mesh/KrMeshData.h"
+
+// Surface construction.
+#include "build/KrDelaunay.h"
+
 #endif

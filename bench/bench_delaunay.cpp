@@ -1,0 +1,100 @@
+// Building TINs: uniformly random points in projected survey coordinates
+// (offset by 500000, 4000000), with and without 100 constraint polylines,
+// and the bundled sample terrain.
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "build/KrDelaunay.h"
+#include "mesh/KrMeshData.h"
+
+namespace {
+
+constexpr double kOx = 500000.0, kOy = 4000000.0;
+
+std::vector<CKrPoint3d> RandomPoints(std::size_t n)
+{
+    std::mt19937_64 rng(20261121);
+    // The square grows with n so that the density stays that of a survey.
+    const double size = std::sqrt(static_cast<double>(n)) * 10.0;
+    std::uniform_real_distribution<double> u(0.0, size);
+    std::uniform_real_distribution<double> h(200.0, 900.0);
+    std::vector<CKrPoint3d> pts;
+    pts.reserve(n);
+    for (std::size_t i = 0; i < n; ++i) pts.emplace_back(kOx + u(rng), kOy + u(rng), h(rng));
+    return pts;
+}
+
+std::vector<std::vector<CKrPoint3d>> RandomLines(std::size_t n, std::size_t count)
+{
+    std::mt19937_64 rng(7);
+    const double size = std::sqrt(static_cast<double>(n)) * 10.0;
+    std::uniform_real_distribution<double> u(0.05 * size, 0.95 * size);
+    std::uniform_real_distribution<double> step(-0.05 * size, 0.05 * size);
+    std::vector<std::vector<CKrPoint3d>> lines;
+    for (std::size_t l = 0; l < count; ++l) {
+        std::vector<CKrPoint3d> line;
+        double x = u(rng), y = u(rng);
+        for (int k = 0; k < 10; ++k) {
+            line.emplace_back(kOx + x, kOy + y, 500.0);
+            x = std::min(std::max(x + step(rng), 0.0), size);
+            y = std::min(std::max(y + step(rng), 0.0), size);
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+void Build(benchmark::State& state, const std::vector<CKrPoint3d>& pts,
+           const std::vector<std::vector<CKrPoint3d>>& lines)
+{
+    long tris = 0;
+    for (auto _ : state) {
+        TesTriMesh::CKrMeshData mesh;
+        TesTriMesh::CKrDelaunay d(mesh, 0.01);
+        for (const auto& p : pts) d.AddVertex(p);
+        for (const auto& l : lines) d.AddSegYS(l, false, false);
+        if (!d.Delaunay()) state.SkipWithError("triangulation failed");
+        tris = mesh.TriNum();
+    }
+    state.counters["points"] = static_cast<double>(pts.size());
+    state.counters["triangles"] = static_cast<double>(tris);
+    state.SetItemsProcessed(state.iterations() * static_cast<long>(pts.size()));
+}
+
+void BM_RandomPoints(benchmark::State& state)
+{
+    const auto pts = RandomPoints(static_cast<std::size_t>(state.range(0)));
+    Build(state, pts, {});
+}
+
+void BM_RandomPointsWith100Lines(benchmark::State& state)
+{
+    const std::size_t n = static_cast<std::size_t>(state.range(0));
+    const auto pts = RandomPoints(n);
+    Build(state, pts, RandomLines(n, 100));
+}
+
+void BM_SampleTerrain(benchmark::State& state)
+{
+    std::ifstream in(std::string(KRTES_DATA_DIR) + "/jacksboro_scattered.xyz");
+    std::vector<CKrPoint3d> pts;
+    double x, y, z;
+    while (in >> x >> y >> z) pts.emplace_back(x, y, z);
+    if (pts.empty()) {
+        state.SkipWithError("sample data not found");
+        return;
+    }
+    Build(state, pts, {});
+}
+
+}  // namespace
+
+BENCHMARK(BM_RandomPoints)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RandomPointsWith100Lines)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SampleTerrain)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

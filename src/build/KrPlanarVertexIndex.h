@@ -1,0 +1,55 @@
+#ifndef KRTES_KRPLANARVERTEXINDEX_H
+#define KRTES_KRPLANARVERTEXINDEX_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace TesTriMesh {
+
+struct _sVertex;
+
+// The triangulator's vertex index: finds the vertex that a new point
+// duplicates in plan, i.e. whose x and y both agree with the point's within
+// the tolerance (TESCommFunc::CompDouble2 == 0 on each axis).
+//
+// A hash over square cells of the tolerance's size: a duplicate can only lie
+// in the point's cell or one of its eight neighbours, so a look-up costs nine
+// probes whatever the number of vertices. The index owns nothing but its
+// table; it reads the vertices' coordinates when asked, so after the vertices
+// move (the triangulator's shift to a local origin) it must be rebuilt.
+class CKrPlanarVertexIndex {
+public:
+    CKrPlanarVertexIndex() = default;
+
+    // Sets the tolerance; the vertices are re-filed when it changes.
+    void EnsureTolerance(double tol);
+    // The vertex within the tolerance of (x, y) on both axes, or null. When
+    // several qualify, the first in a fixed probe order is returned.
+    _sVertex* Find(double x, double y) const;
+    // Files v under its current coordinates (the caller has checked Find).
+    void Insert(_sVertex* v);
+    // Re-files every vertex under its current coordinates.
+    void Rebuild();
+    void Clear();
+    std::size_t Size() const { return m_nCount; }
+
+private:
+    struct Entry {
+        int64_t kx;
+        int64_t ky;
+        _sVertex* v;  // null: empty slot
+    };
+    void CellOf(double x, double y, double tol, int64_t& kx, int64_t& ky) const;
+    void Place(const Entry& e);
+    void Grow();
+    static std::size_t Hash(int64_t kx, int64_t ky);
+
+    std::vector<Entry> m_table;
+    std::size_t m_nCount = 0;
+    double m_dCellTol = 0.0;  // tolerance the cells were computed with
+};
+
+}  // namespace TesTriMesh
+
+#endif
