@@ -1,40 +1,12 @@
 // krtes: the command-line face of KrTesGeometry.
-//
-//   krtes tin [POINTS] [--breaklines FILE] [--outline FILE] [--holes FILE]
-//             [--split-crossings] [-o OUT]
-#include <unistd.h>
-
-#include <algorithm>
-#include <cfloat>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <vector>
 
-#include "KrTesIO.h"
-#include "build/KrDelaunay.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesCommands.h"
 
-namespace {
-
-const char* const kUsage =
-    "usage: krtes <command> [arguments]\n"
-    "\n"
-    "commands:\n"
-    "  tin [POINTS] [--breaklines FILE] [--outline FILE] [--holes FILE] [--split-crossings] [-o OUT]\n"
-    "      Triangulates survey points (x y z per line) into a TIN, honouring breaklines,\n"
-    "      an outline and holes (polyline files: one block of x y z lines per polyline,\n"
-    "      blocks separated by a blank line). OUT is written as .obj or .ply.\n"
-    "      Without POINTS the bundled sample terrain is used.\n";
-
-struct Timer {
-    std::chrono::steady_clock::time_point t0 = std::chrono::steady_clock::now();
-    double Seconds() const
-    {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    }
-};
+namespace krtes {
 
 int Fail(const std::string& msg)
 {
@@ -51,99 +23,40 @@ std::string SamplePoints()
 #endif
 }
 
-int CmdTin(int argc, char** argv)
+namespace {
+double Now()
 {
-    std::string points, breaklines, outline, holes, out;
-    bool split = false;
-    for (int i = 0; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&](std::string& dst) -> bool {
-            if (i + 1 >= argc) return false;
-            dst = argv[++i];
-            return true;
-        };
-        if (a == "--breaklines") {
-            if (!value(breaklines)) return Fail("--breaklines needs a file");
-        } else if (a == "--outline") {
-            if (!value(outline)) return Fail("--outline needs a file");
-        } else if (a == "--holes") {
-            if (!value(holes)) return Fail("--holes needs a file");
-        } else if (a == "-o" || a == "--output") {
-            if (!value(out)) return Fail("-o needs a file");
-        } else if (a == "--split-crossings") {
-            split = true;
-        } else if (!a.empty() && a[0] == '-') {
-            return Fail("tin: unknown option '" + a + "'\n" + kUsage);
-        } else if (points.empty()) {
-            points = a;
-        } else {
-            return Fail("tin: more than one POINTS file given");
-        }
-    }
-    if (!out.empty()) {
-        const std::string ext = krtes::Extension(out);
-        if (ext != ".obj" && ext != ".ply") return Fail(out + ": unknown output format (use .obj or .ply)");
-    }
-    if (points.empty()) points = SamplePoints();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+}  // namespace
 
-    Timer timer;
-    std::string err;
-    std::vector<CKrPoint3d> pts;
-    if (!krtes::ReadPointFile(points, pts, err)) return Fail(err);
-    std::vector<std::vector<CKrPoint3d>> brk, outl, hol;
-    if (!breaklines.empty() && !krtes::ReadPolylineFile(breaklines, brk, 2, err)) return Fail(err);
-    if (!outline.empty()) {
-        if (!krtes::ReadPolylineFile(outline, outl, 3, err)) return Fail(err);
-        if (outl.size() != 1) return Fail(outline + ": an outline file holds exactly one polyline, found " +
-                                          std::to_string(outl.size()));
-    }
-    if (!holes.empty() && !krtes::ReadPolylineFile(holes, hol, 3, err)) return Fail(err);
-    const double readTime = timer.Seconds();
+Timer::Timer() : m_t0(Now()) {}
+double Timer::Seconds() const { return Now() - m_t0; }
 
-    TesTriMesh::CKrMeshData mesh;
-    std::size_t used = 0;
-    {
-        TesTriMesh::CKrDelaunay tin(mesh, 0.01);
-        for (const CKrPoint3d& p : pts) tin.AddVertex(p);
-        used = mesh.m_setVer.size();  // duplicates within the tolerance count once
-        for (const auto& l : brk) {
-            const bool closed = l.size() > 2 && l.front() == l.back();
-            std::vector<CKrPoint3d> pl(l.begin(), closed ? l.end() - 1 : l.end());
-            tin.AddSegYS(pl, closed, false);
-        }
-        if (!outl.empty()) tin.SetOutline(outl[0]);
-        for (const auto& h : hol) tin.AddHoleLine(h);
-        tin.SetIsCheckYS(split);
-        if (used < 3) return Fail(points + ": fewer than 3 usable points (" + std::to_string(used) + ")");
+}  // namespace krtes
 
-        const bool tty = isatty(STDERR_FILENO) != 0;
-        if (tty) {
-            tin.SetProgress([](std::size_t done, std::size_t total) {
-                std::fprintf(stderr, "\rtriangulating: %3d%%", static_cast<int>(100.0 * done / std::max<std::size_t>(total, 1)));
-                std::fflush(stderr);
-            });
-        }
-        const bool ok = tin.Delaunay();
-        if (tty) std::fprintf(stderr, "\r%24s\r", "");
-        if (!ok) return Fail(points + ": the points could not be triangulated (all collinear?)");
-    }
-    const double tinTime = timer.Seconds() - readTime;
+namespace {
 
-    std::vector<CKrPoint3d> vout;
-    std::vector<KrTesGeo::_sTri_ID> tout;
-    mesh.OutputData(vout, tout);
-    const CKrPoint3d lo = mesh.GetMinLimit(), hi = mesh.GetMaxLimit();
-    std::printf("points read   %zu (%zu distinct)\n", pts.size(), used);
-    std::printf("vertices      %zu\n", vout.size());
-    std::printf("triangles     %zu\n", tout.size());
-    std::printf("extent        x %.3f .. %.3f\n              y %.3f .. %.3f\n              z %.3f .. %.3f\n",
-                lo.x, hi.x, lo.y, hi.y, lo.z, hi.z);
-    if (!out.empty()) {
-        if (!krtes::WriteMeshFile(out, vout, tout, err)) return Fail(err);
-        std::printf("written       %s\n", out.c_str());
-    }
-    std::printf("time          %.3f s (read %.3f s, triangulate %.3f s)\n", timer.Seconds(), readTime, tinTime);
-    return 0;
+struct Command {
+    const char* name;
+    int (*run)(int, char**);
+    const char* help;
+};
+
+// One entry per command (keep the usage text beside it).
+const Command kCommands[] = {
+    {"tin", krtes::CmdTin,
+     "tin [POINTS] [--breaklines FILE] [--outline FILE] [--holes FILE] [--split-crossings] [-o OUT]\n"
+     "      Triangulates survey points (x y z per line) into a TIN, honouring breaklines,\n"
+     "      an outline and holes (polyline files: one block of x y z lines per polyline,\n"
+     "      blocks separated by a blank line). OUT is written as .obj or .ply.\n"
+     "      Without POINTS the bundled sample terrain is used."},
+};
+
+void Usage(std::FILE* f)
+{
+    std::fputs("usage: krtes <command> [arguments]\n\ncommands:\n", f);
+    for (const Command& c : kCommands) std::fprintf(f, "  %s\n", c.help);
 }
 
 }  // namespace
@@ -151,10 +64,11 @@ int CmdTin(int argc, char** argv)
 int main(int argc, char** argv)
 {
     if (argc < 2 || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "--help")) {
-        std::fputs(kUsage, argc < 2 ? stderr : stdout);
+        Usage(argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;
     }
-    const std::string cmd = argv[1];
-    if (cmd == "tin") return CmdTin(argc - 2, argv + 2);
-    return Fail("unknown command '" + cmd + "'\n" + kUsage);
+    for (const Command& c : kCommands)
+        if (!std::strcmp(argv[1], c.name)) return c.run(argc - 2, argv + 2);
+    Usage(stderr);
+    return krtes::Fail(std::string("unknown command '") + argv[1] + "'");
 }

@@ -1,0 +1,31 @@
+#ifndef KRTES_TOOLS_KRTESCOMMANDS_H
+#define KRTES_TOOLS_KRTESCOMMANDS_H
+
+// The commands of the krtes program. Each lives in its own cmd_<name>.cpp
+// and receives the arguments after its name.
+
+#include <string>
+
+namespace krtes {
+
+int CmdTin(int argc, char** argv);
+
+// Prints "krtes: msg" to standard error and returns the failure exit code.
+int Fail(const std::string& msg);
+
+// The bundled sample terrain.
+std::string SamplePoints();
+
+// Elapsed wall time since construction.
+class Timer {
+public:
+    Timer();
+    double Seconds() const;
+
+private:
+    double m_t0;
+};
+
+}  // namespace krtes
+
+#endif
