@@ -48,6 +48,14 @@ struct CKrVerLess {
         if (ay >= az) return a->pt.y < b->pt.y;
         return a->pt.z < b->pt.z;
     }
+    // Vertices whose x agree within the tolerance are ordered by y and z,
+    // which is not transitive across them: the vertex set looks for an
+    // equivalent vertex among such neighbours too, so that a point closer
+    // than the tolerance to an existing vertex always merges with it.
+    static bool SameBand(const _sVertex* a, const _sVertex* b)
+    {
+        return TESCommFunc::CompDouble2(a->pt.x, b->pt.x, 4.0 * g_dVerTol) == 0;
+    }
 };
 
 // The order of a mesh's edge set: (pVer[0], pVer[1]) by pointer value.
