@@ -90,7 +90,7 @@ public:
         if (pos < m_n && Data()[pos] == p) return {Data() + pos, false};
         if (m_n == m_cap) Grow();
         T** d = Data();
-        std::memmove(d + pos + 1, d + pos, (m_n - pos) * sizeof(T*));
+        for (size_t i = m_n; i > pos; --i) d[i] = d[i - 1];
         d[pos] = p;
         ++m_n;
         return {d + pos, true};
@@ -107,7 +107,7 @@ public:
     {
         T** d = Data();
         const size_t pos = static_cast<size_t>(it - d);
-        std::memmove(d + pos, d + pos + 1, (m_n - pos - 1) * sizeof(T*));
+        for (size_t i = pos + 1; i < m_n; ++i) d[i - 1] = d[i];
         --m_n;
         return d + pos;
     }
@@ -442,31 +442,35 @@ public:
 
     const_iterator find(const T* p) const
     {
-        size_t ci;
-        Chunk* c = ChunkOf(p, &ci);
+        Chunk* c = ChunkOf(p);
         if (!c) return end();
         const uint32_t i = static_cast<uint32_t>(p - c->recs);
         if (!((c->member[i >> 6] >> (i & 63)) & 1u)) return end();
-        return At(c, ci, i);
+        return At(c, i);
     }
-    size_t count(const T* p) const { return find(p) != end() ? 1 : 0; }
+    size_t count(const T* p) const
+    {
+        const Chunk* c = ChunkOf(p);
+        if (!c) return 0;
+        const size_t i = static_cast<size_t>(p - c->recs);
+        return (c->member[i >> 6] >> (i & 63)) & 1u;
+    }
 
     // Makes a live record of this pool a member. {end(), false} for a pointer
     // that is not a live record of this pool.
     std::pair<const_iterator, bool> insert(T* p)
     {
-        size_t ci;
-        Chunk* c = ChunkOf(p, &ci);
+        Chunk* c = ChunkOf(p);
         if (!c) return {end(), false};
         const uint32_t i = static_cast<uint32_t>(p - c->recs);
         const uint64_t bit = uint64_t(1) << (i & 63);
         if (!(c->live[i >> 6] & bit)) return {end(), false};
         uint64_t& w = c->member[i >> 6];
-        if (w & bit) return {At(c, ci, i), false};
+        if (w & bit) return {At(c, i), false};
         w |= bit;
         ++c->members;
         ++m_size;
-        return {At(c, ci, i), true};
+        return {At(c, i), true};
     }
 
     // Removes p from the set; the record itself stays alive.
@@ -516,12 +520,12 @@ private:
         ++m_gen;
     }
 
-    // The chunk holding record p (and its index), or null. The chunk found
-    // last is tried first: edits tend to stay in one chunk for a while.
-    Chunk* ChunkOf(const T* p, size_t* index = nullptr) const
+    // The chunk holding record p, or null. The chunk found last is tried
+    // first: edits tend to stay in one chunk for a while.
+    Chunk* ChunkOf(const T* p) const
     {
         const uintptr_t v = KrPtrValue(p);
-        if (m_mru && !index) {
+        if (m_mru) {
             const uintptr_t off = v - KrPtrValue(m_mru->recs);
             if (off < uintptr_t(sizeof(T)) * m_mru->cap && off % sizeof(T) == 0) return m_mru;
         }
@@ -533,7 +537,6 @@ private:
         const uintptr_t base = KrPtrValue(c->recs);
         const uintptr_t off = v - base;
         if (off >= uintptr_t(sizeof(T)) * c->cap || off % sizeof(T) != 0) return nullptr;
-        if (index) *index = static_cast<size_t>(it - m_chunks.begin());
         m_mru = c;
         return c;
     }
@@ -549,14 +552,16 @@ private:
         return true;
     }
 
-    const_iterator At(Chunk* c, size_t ci, uint32_t slot) const
+    // An iterator on slot of chunk c. Its chunk position is found when it is
+    // first advanced (generation 0 never matches).
+    const_iterator At(Chunk* c, uint32_t slot) const
     {
         const_iterator it;
         it.m_s = this;
         it.m_c = c;
-        it.m_ci = ci;
+        it.m_ci = 0;
         it.m_slot = slot;
-        it.m_gen = m_gen;
+        it.m_gen = 0;
         it.m_cur = c->recs + slot;
         return it;
     }
@@ -763,7 +768,11 @@ public:
     // The member with the vertex pair (a, b), taken as given (pVer order).
     E* Lookup(const V* a, const V* b) const
     {
-        return a ? a->edgeIdx.Find(b) : nullptr;
+        if (!a) return nullptr;
+        E* e = a->edgeIdx.Find(b);
+        // The index lives in the vertex: make sure the edge is this set's
+        // (a key built from another mesh's vertices finds nothing here).
+        return e && m_pool.count(e) ? e : nullptr;
     }
     // Lookup of the pair in either order (the lower pointer value first).
     E* FindPair(const V* a, const V* b) const
@@ -788,6 +797,15 @@ public:
             m_snap.reset();
         }
         return {Iter(e), true};
+    }
+
+    // insert() for a record just made by Create() whose pair is known to be
+    // absent (the caller has just looked it up): skips the repeated lookup.
+    void InsertFresh(E* e)
+    {
+        m_pool.insert(e);
+        e->pVer[0]->edgeIdx.Add(e->pVer[1], e);
+        DropSnapshot();
     }
 
     // Erases the member equivalent to key (same vertex pair); the record is

@@ -39,7 +39,7 @@ _sEdge* CKrMeshData::GetEdge(_sVertex* a, _sVertex* b)
 {
     if (_sEdge* e = m_setEdge.FindPair(a, b)) return e;
     _sEdge* e = m_setEdge.Create(a, b);
-    m_setEdge.insert(e);
+    m_setEdge.InsertFresh(e);
     return e;
 }
 

@@ -2,7 +2,6 @@
 #define KRTES_KRMESHDATA_H
 
 #include <cmath>
-#include <set>
 #include <vector>
 
 #include "geom/KrPoint3d.h"
