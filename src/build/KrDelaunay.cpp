@@ -208,7 +208,8 @@ void CKrDelaunay::FindCircumTri(const _sVertex* p, _sTri* start, std::vector<_sT
     // Membership is marked in the triangles' visit mark and cleared again.
     const std::size_t first = out.size();
     const double ox = m_ptOrigin.x, oy = m_ptOrigin.y;
-    std::vector<_sTri*> stack;
+    std::vector<_sTri*>& stack = m_vecStack;
+    stack.clear();
     if (start) stack.push_back(start);
     while (!stack.empty()) {
         _sTri* t = stack.back();
@@ -304,8 +305,8 @@ bool CKrDelaunay::InsertPtIntoMesh(_sVertex* p)
     _sTri* t = FindTri(p->pt.x, p->pt.y);
     if (!t) return false;
 
-    std::vector<_sTri*> cavity;
-    cavity.reserve(16);
+    std::vector<_sTri*>& cavity = m_vecCavity;
+    cavity.clear();
     FindCircumTri(p, t, cavity);
     RepairCavity(p, t, cavity);
     if (cavity.empty()) return false;
@@ -314,8 +315,8 @@ bool CKrDelaunay::InsertPtIntoMesh(_sVertex* p)
     // is not in the cavity, in cavity order. (An edge shared by two cavity
     // triangles occurs twice and cancels.)
     for (_sTri* c : cavity) Mark(c) = kInCavity;
-    std::vector<std::pair<_sVertex*, _sVertex*>> rim;
-    rim.reserve(cavity.size() + 2);
+    std::vector<std::pair<_sVertex*, _sVertex*>>& rim = m_vecRim;
+    rim.clear();
     for (_sTri* c : cavity) {
         for (int k = 0; k < 3; ++k) {
             const _sTri* n = Across(c, k);
@@ -384,6 +385,8 @@ bool CKrDelaunay::Delaunay()
         PreDealForEdge();
         if (m_mesh.m_setVer.size() < 3) throw CAbort();
         ClearOldTriangles();
+        // No octree while the triangles churn (it is rebuilt at the end).
+        m_mesh.ResetOctTree();
 
         if (m_mesh.m_setVer.size() == 3) {
             auto it = m_mesh.m_setVer.begin();

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "geom/KrPoint3d.h"
@@ -113,6 +114,10 @@ private:
     std::unique_ptr<CKrPlanarVertexIndex> m_pVerIndex;
     std::unique_ptr<CKrTriLocator> m_pLocator;
     std::function<void(std::size_t, std::size_t)> m_fnProgress;
+    // Working lists reused from one inserted point to the next.
+    mutable std::vector<_sTri*> m_vecStack;
+    std::vector<_sTri*> m_vecCavity;
+    std::vector<std::pair<_sVertex*, _sVertex*>> m_vecRim;
 };
 
 }  // namespace TesTriMesh

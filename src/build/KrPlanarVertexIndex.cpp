@@ -1,5 +1,6 @@
 #include "build/KrPlanarVertexIndex.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -10,6 +11,9 @@ namespace TesTriMesh {
 
 namespace {
 constexpr double kCellLimit = 4.0e18;  // keeps cell numbers inside int64
+// Cells span several tolerances, so that a point needs a neighbouring cell
+// only when it lies within the tolerance of that side.
+constexpr double kCellsPerTol = 8.0;
 
 int64_t BitsOf(double d)
 {
@@ -23,7 +27,8 @@ int64_t BitsOf(double d)
 void CKrPlanarVertexIndex::CellOf(double x, double y, double tol, int64_t& kx, int64_t& ky) const
 {
     if (tol > 0.0 && std::isfinite(tol)) {
-        double qx = std::floor(x / tol), qy = std::floor(y / tol);
+        const double cell = tol * kCellsPerTol;
+        double qx = std::floor(x / cell), qy = std::floor(y / cell);
         if (!(std::fabs(qx) < kCellLimit)) qx = std::isnan(qx) ? 0.0 : std::copysign(kCellLimit, qx);
         if (!(std::fabs(qy) < kCellLimit)) qy = std::isnan(qy) ? 0.0 : std::copysign(kCellLimit, qy);
         kx = static_cast<int64_t>(qx);
@@ -58,11 +63,21 @@ _sVertex* CKrPlanarVertexIndex::Find(double x, double y) const
     const double tol = m_dCellTol;
     int64_t kx, ky;
     CellOf(x, y, tol, kx, ky);
-    const bool cells = tol > 0.0 && std::isfinite(tol);
-    const int reach = cells ? 1 : 0;
+    // The neighbouring cells worth probing are those whose side lies within
+    // tol of (x, y); without a positive tolerance only the point's own key.
+    int x0 = 0, x1 = 0, y0 = 0, y1 = 0;
+    if (tol > 0.0 && std::isfinite(tol)) {
+        int64_t ax, ay, bx, by;
+        CellOf(x - tol, y - tol, tol, ax, ay);
+        CellOf(x + tol, y + tol, tol, bx, by);
+        x0 = static_cast<int>(std::max<int64_t>(ax - kx, -1));
+        y0 = static_cast<int>(std::max<int64_t>(ay - ky, -1));
+        x1 = static_cast<int>(std::min<int64_t>(bx - kx, 1));
+        y1 = static_cast<int>(std::min<int64_t>(by - ky, 1));
+    }
     const std::size_t mask = m_table.size() - 1;
-    for (int dx = -reach; dx <= reach; ++dx) {
-        for (int dy = -reach; dy <= reach; ++dy) {
+    for (int dx = x0; dx <= x1; ++dx) {
+        for (int dy = y0; dy <= y1; ++dy) {
             const int64_t cx = kx + dx, cy = ky + dy;
             for (std::size_t i = Hash(cx, cy) & mask;; i = (i + 1) & mask) {
                 const Entry& e = m_table[i];

@@ -13,9 +13,10 @@ struct _sVertex;
 // duplicates in plan, i.e. whose x and y both agree with the point's within
 // the tolerance (TESCommFunc::CompDouble2 == 0 on each axis).
 //
-// A hash over square cells of the tolerance's size: a duplicate can only lie
-// in the point's cell or one of its eight neighbours, so a look-up costs nine
-// probes whatever the number of vertices. The index owns nothing but its
+// A hash over square cells eight tolerances wide: a duplicate lies in the
+// point's cell or in a neighbour whose side is within the tolerance, so most
+// look-ups probe one cell and none more than four, whatever the number of
+// vertices. The index owns nothing but its
 // table; it reads the vertices' coordinates when asked, so after the vertices
 // move (the triangulator's shift to a local origin) it must be rebuilt.
 class CKrPlanarVertexIndex {
