@@ -98,6 +98,9 @@ private:
 
     _sVertex* NewVertex(const CKrPoint3d& pt, bool hasTag, int tag);
     bool AddSegments(const std::vector<_sVertex*>& vers, bool closed);
+    // Sets the outline polyline from the points' vertices (consecutive
+    // duplicates and a repeated closing point dropped); false below 3 points.
+    bool SetOutlineRing(const std::vector<CKrPoint3d>& pts);
     _sTri* WalkFrom(_sTri* start, double x, double y) const;
     void RepairCavity(const _sVertex* p, _sTri* start, std::vector<_sTri*>& cavity) const;
     bool TriangulateChain(std::vector<_sVertex*>& poly);

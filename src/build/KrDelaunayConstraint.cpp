@@ -82,7 +82,7 @@ bool CKrDelaunay::AddSegYS(const std::vector<CKrPoint3d>& pts, bool closed, bool
     return AddSegments(vers, closed);
 }
 
-bool CKrDelaunay::SetOutline(const std::vector<CKrPoint3d>& pts)
+bool CKrDelaunay::SetOutlineRing(const std::vector<CKrPoint3d>& pts)
 {
     if (pts.size() < 3) return false;
     std::vector<_sVertex*> vers;
@@ -97,24 +97,17 @@ bool CKrDelaunay::SetOutline(const std::vector<CKrPoint3d>& pts)
     m_plOutline.Clear();
     m_plOutline.SetVertex(ring);
     m_plOutline.SetClosed(true);
-    return AddSegYS(pts, true, false);
+    return true;
+}
+
+bool CKrDelaunay::SetOutline(const std::vector<CKrPoint3d>& pts)
+{
+    return SetOutlineRing(pts) && AddSegYS(pts, true, false);
 }
 
 bool CKrDelaunay::SetOutline(const std::vector<CKrPoint3d>& pts, int tag)
 {
-    if (pts.size() < 3) return false;
-    std::vector<_sVertex*> vers;
-    for (const CKrPoint3d& p : pts) vers.push_back(AddVertex(p));
-    vers.erase(std::remove(vers.begin(), vers.end(), nullptr), vers.end());
-    for (std::size_t k = vers.size(); k-- > 1;)
-        if (vers[k] == vers[k - 1]) vers.erase(vers.begin() + static_cast<long>(k));
-    if (vers.size() > 1 && vers.back() == vers.front()) vers.pop_back();
-    std::vector<CKrPoint3d> ring;
-    for (const _sVertex* v : vers) ring.push_back(v->pt);
-    m_plOutline.Clear();
-    m_plOutline.SetVertex(ring);
-    m_plOutline.SetClosed(true);
-    return AddSegYS(pts, tag, true);
+    return SetOutlineRing(pts) && AddSegYS(pts, tag, true);
 }
 
 bool CKrDelaunay::AddHoleLine(const std::vector<CKrPoint3d>& pts)
