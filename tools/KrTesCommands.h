@@ -9,6 +9,10 @@
 namespace krtes {
 
 int CmdTin(int argc, char** argv);
+int CmdElev(int argc, char** argv);
+int CmdDrape(int argc, char** argv);
+int CmdFit(int argc, char** argv);
+int CmdCollide(int argc, char** argv);
 
 // Prints "krtes: msg" to standard error and returns the failure exit code.
 int Fail(const std::string& msg);

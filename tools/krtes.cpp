@@ -51,6 +51,30 @@ const Command kCommands[] = {
      "      an outline and holes (polyline files: one block of x y z lines per polyline,\n"
      "      blocks separated by a blank line). OUT is written as .obj or .ply.\n"
      "      Without POINTS the bundled sample terrain is used."},
+    {"elev", krtes::CmdElev,
+     "elev SURFACE [POINTS] [--step D] [-o OUT]\n"
+     "      Elevation of SURFACE (.obj, .ply or .stl mesh, or a point file, triangulated)\n"
+     "      at each x y of POINTS, or on a grid over its extent (spacing D). Writes x y z\n"
+     "      lines; points off the surface are listed as '# off surface: x y' comments."},
+    {"drape", krtes::CmdDrape,
+     "drape SURFACE LINES [-o OUT]\n"
+     "      Lays each polyline of LINES (blocks of x y z lines; z is ignored) onto SURFACE\n"
+     "      and writes the draped pieces as polyline blocks (a closed piece repeats its\n"
+     "      first point). Lines leaving the surface are split where they leave it."},
+    {"fit", krtes::CmdFit,
+     "fit REFERENCE [--points FILE] [--lines FILE] [--boundary FILE] [--diff] [--type 0|1|2]\n"
+     "      [-o OUT] POINTS_TO_FIT\n"
+     "      Fits the heights of POINTS_TO_FIT (x y z per line; z is replaced) to the REFERENCE\n"
+     "      surface (mesh or point file) and to measured data: points, lines and a boundary\n"
+     "      given as elevations, or with --diff as differences (reference minus measured).\n"
+     "      Type 0 fits a surface through the differences (outside it, the nearest outline\n"
+     "      difference), 1 one line joined from --lines alone, 2 a fan from the one --points\n"
+     "      point to --boundary. Writes x y z lines; refused points are listed as comments."},
+    {"collide", krtes::CmdCollide,
+     "collide A B\n"
+     "      Tells whether meshes A and B (.obj, .ply or .stl) touch, and prints the closest\n"
+     "      distance found and the pair of triangles giving it (triangles that do not meet\n"
+     "      are measured between their centroids)."},
 };
 
 void Usage(std::FILE* f)
