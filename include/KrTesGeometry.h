@@ -29,7 +29,15 @@
 #include "mesh/KrMeshRecords.h"
 #include "mesh/KrMeshData.h"
 
-// Surface construction.
+// Surface construction and fitting.
 #include "build/KrDelaunay.h"
+#include "build/KrFit.h"
+
+// Mesh query and editing.
+#include "edit/KrMeshQuery.h"
+#include "edit/KrMeshTrans.h"
+
+// Collision detection.
+#include "boolean/KrCollision.h"
 
 #endif
