@@ -1,44 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cstdio>
 #include <fstream>
 #include <string>
 
-namespace {
+#include "KrtesCliRun.h"
 
-struct CliRun {
-    int code;
-    std::string out;  // stdout and stderr together
-};
-
-CliRun Krtes(const std::string& args)
-{
-    const std::string cmd = std::string(KRTES_TOOL) + " " + args + " 2>&1";
-    CliRun r{-1, ""};
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    std::size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
-
-std::string Temp(const std::string& name) { return ::testing::TempDir() + "krtes_cli_" + name; }
-
-std::string Write(const std::string& name, const std::string& text)
-{
-    const std::string p = Temp(name);
-    std::ofstream(p) << text;
-    return p;
-}
-
-bool Exists(const std::string& p) { return std::ifstream(p).good(); }
-
-}  // namespace
+using namespace krtes_test;
 
 TEST(KrtesTin, SampleTerrainWithOutlineAndHole)
 {

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -10,46 +8,12 @@
 #include <vector>
 
 #include "KrTesIO.h"
+#include "KrtesCliRun.h"
+
+using namespace krtes_test;
 
 namespace {
 
-struct CliRun {
-    int code;
-    std::string out;  // stdout and stderr together
-};
-
-CliRun Krtes(const std::string& args, bool withStderr = true)
-{
-    const std::string cmd = std::string(KRTES_TOOL) + " " + args + (withStderr ? " 2>&1" : " 2>/dev/null");
-    CliRun r{-1, ""};
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    std::size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
-
-std::string Temp(const std::string& name) { return ::testing::TempDir() + "krtes_ed_" + name; }
-
-std::string Write(const std::string& name, const std::string& text)
-{
-    const std::string p = Temp(name);
-    std::ofstream(p) << text;
-    return p;
-}
-
-std::string Read(const std::string& p)
-{
-    std::ifstream in(p);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-bool Exists(const std::string& p) { return std::ifstream(p).good(); }
 
 double Plane(double x, double y) { return 2.0 * x - 0.5 * y + 10.0; }
 

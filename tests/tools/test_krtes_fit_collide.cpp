@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -10,32 +8,12 @@
 #include <vector>
 
 #include "KrTesIO.h"
+#include "KrtesCliRun.h"
+
+using namespace krtes_test;
 
 namespace {
 
-struct CliResult {
-    int code;
-    std::string out;  // stdout and stderr together
-};
-
-CliResult Krtes(const std::string& args)
-{
-    CliResult r{-1, ""};
-    FILE* p = popen((std::string(KRTES_TOOL) + " " + args + " 2>&1").c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    for (std::size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;) r.out.append(buf, n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
-
-std::string Write(const std::string& name, const std::string& text)
-{
-    const std::string p = ::testing::TempDir() + "krtes_fc_" + name;
-    std::ofstream(p) << text;
-    return p;
-}
 
 // An n x n grid of h-sized cells from (x0, 0) on the plane z = z0 + sx x + sy y, as a mesh file.
 std::string Grid(const std::string& name, int n, double x0, double h, double z0, double sx, double sy)
@@ -73,7 +51,7 @@ TEST(KrtesFit, FitsAndRefusals)
     const std::string ref = Grid("ref.ply", 4, 0, 25, 100, 0.1, 0.05);
     const std::string todo = Write("todo.xyz", "30 60 0\n95 50 0\n150 50 7\n");
     const std::string data = Write("data.xyz", Heights({{20, 20}, {80, 20}, {80, 80}, {20, 80}, {50, 50}}));
-    CliResult r = Krtes("fit " + ref + " --points " + data + " " + todo);
+    CliRun r = Krtes("fit " + ref + " --points " + data + " " + todo);
     ASSERT_EQ(r.code, 0) << r.out;
     double z1, z2;
     const std::size_t at = r.out.find("\n30 60 ");
@@ -111,7 +89,7 @@ TEST(KrtesFit, FitsAndRefusals)
 TEST(KrtesCollide, TouchingApartAndBadInput)
 {
     const std::string a = Grid("a.obj", 5, 0, 1, 0, 0.1, 0);
-    CliResult r = Krtes("collide " + a + " " + Grid("b.ply", 5, 5, 1, 0, 0.1, 0));  // shares the edge x = 5
+    CliRun r = Krtes("collide " + a + " " + Grid("b.ply", 5, 5, 1, 0, 0.1, 0));  // shares the edge x = 5
     ASSERT_EQ(r.code, 0) << r.out;
     EXPECT_NE(r.out.find("touching      yes\ndistance      0.000000\n"), std::string::npos) << r.out;
 
