@@ -40,6 +40,27 @@ bool OutsidePlanBox(const _sTri* t, double x, double y, double margin)
 
 CKrPoint3d Centroid(const _sTri* t) { return (P(t, 0) + P(t, 1) + P(t, 2)) * (1.0 / 3.0); }
 
+// Squared distance from p to the box (min x, y, z, max x, y, z); 0 inside.
+double BoxDist2(const CKrPoint3d& p, const double* box)
+{
+    const double c[3] = {p.x, p.y, p.z};
+    double d2 = 0.0;
+    for (int k = 0; k < 3; ++k) {
+        const double d = c[k] < box[k] ? box[k] - c[k] : (c[k] > box[k + 3] ? c[k] - box[k + 3] : 0.0);
+        d2 += d * d;
+    }
+    return d2;
+}
+
+// True when everything in the box is certainly farther from p than `best`
+// (a squared distance) by more than the tie tolerance, so that no triangle
+// in it can become or tie with the nearest. The bound is loosened a little
+// against rounding in the exact distance.
+bool Beyond(const CKrPoint3d& p, const double* box, double best, double tol)
+{
+    return BoxDist2(p, box) * (1.0 - 1e-9) > best + 2.0 * tol;
+}
+
 }  // namespace
 
 CKrMeshQuery::CKrMeshQuery(const CKrMeshData& mesh) : m_mesh(mesh) {}
@@ -127,18 +148,10 @@ CKrMeshQuery::eTriHitMesh CKrMeshQuery::HitTestPt(const CKrPoint3d& pt, const CG
     const std::size_t n = m_mesh.m_setTri.size();
     if (n == 0) return eHitNone;
 
-    // A sampled nearest distance bounds the radius of the octree search.
-    std::size_t stride = 1;
-    if (n < 5)
-        stride = 1;
-    else if (n <= 100)
-        stride = (n - 1) / 4;
-    else if (n <= 1000)
-        stride = (n - 1) / 8;
-    else if (n <= 10000)
-        stride = (n - 1) / 16;
-    else
-        stride = (n - 1) / 32;
+    // A sampled nearest distance (about 4 to 32 samples) bounds the radius of
+    // the octree search.
+    const std::size_t stride =
+        n < 5 ? 1 : (n - 1) / (n <= 100 ? 4 : n <= 1000 ? 8 : n <= 10000 ? 16 : 32);
     double sampled = DBL_MAX;
     std::size_t i = 0;
     for (const _sTri* t : m_mesh.m_setTri) {
@@ -155,9 +168,15 @@ CKrMeshQuery::eTriHitMesh CKrMeshQuery::HitTestPt(const CKrPoint3d& pt, const CG
         const double r = std::sqrt(sampled);
         std::vector<GeoTreeEx::_sOctaNode*> nodes;
         tree->GetNodesInBox(pt.x - r, pt.y - r, pt.z - r, pt.x + r, pt.y + r, pt.z + r, nodes);
+        // Triangles whose boxes lie clearly beyond the best distance so far
+        // cannot change the outcome and are passed over without measuring.
         for (const GeoTreeEx::_sOctaNode* node : nodes) {
+            if (Beyond(pt, node->m_dItemBox, best, kEps)) continue;
             for (void* item : node->m_vecItems) {
                 const _sTri* t = static_cast<const _sTri*>(item);
+                double box[6];
+                KrTriBox(t, box);
+                if (Beyond(pt, box, best, kEps)) continue;
                 const double d = CKrSpaceMath::CalDistPtToTri(pt, P(t, 0), P(t, 1), P(t, 2));
                 if (d == -1.0) continue;
                 const int c = TESCommFunc::TesCompDouble(d, best, kEps);
