@@ -59,7 +59,7 @@ void Split(_sOctaNode* node, double looseness)
 
 void CollectNodesInBox(_sOctaNode* node, const double* q, std::vector<_sOctaNode*>& out)
 {
-    if (!BoxOverlaps(node->m_dBox, q)) return;
+    if (node->m_nTreeItems == 0 || !BoxOverlaps(node->m_dBox, q)) return;
     if (!node->m_vecItems.empty()) out.push_back(node);
     if (node->IsLeaf()) return;
     for (_sOctaNode* c : node->m_pChild) CollectNodesInBox(c, q, out);
@@ -68,7 +68,7 @@ void CollectNodesInBox(_sOctaNode* node, const double* q, std::vector<_sOctaNode
 void CollectAlongRay(const _sOctaNode* node, const CKrPoint3d& origin, const KrTesGeo::CGeoVector& dir,
                      std::set<void*>& out)
 {
-    if (node->m_vecItems.empty() && node->IsLeaf()) return;
+    if (node->m_nTreeItems == 0) return;
     const double* b = node->m_dBox;
     if (!CKrSpaceMath::Test_Intersect_Ray_And_BoxAABB(origin, dir, CKrPoint3d(b[0], b[1], b[2]),
                                                       CKrPoint3d(b[3], b[4], b[5])))
@@ -80,6 +80,7 @@ void CollectAlongRay(const _sOctaNode* node, const CKrPoint3d& origin, const KrT
 
 void CollectLeafItems(const _sOctaNode* node, const double* q, std::set<void*>& out)
 {
+    if (node->m_nTreeItems == 0) return;
     if (node->IsLeaf()) {
         out.insert(node->m_vecItems.begin(), node->m_vecItems.end());
         return;
@@ -92,7 +93,7 @@ void CollectLeafItems(const _sOctaNode* node, const double* q, std::set<void*>& 
 // both overlap `bounds`; only nodes whose box overlaps are descended.
 bool HasNearNode(const _sOctaNode* node, const double* bounds)
 {
-    if (!BoxOverlaps(node->m_dBox, bounds)) return false;
+    if (node->m_nTreeItems == 0 || !BoxOverlaps(node->m_dBox, bounds)) return false;
     if (!node->m_vecItems.empty() && BoxOverlaps(node->m_dItemBox, bounds)) return true;
     if (node->IsLeaf()) return false;
     for (const _sOctaNode* c : node->m_pChild)
@@ -106,12 +107,17 @@ void Prune(_sOctaNode* node, const _sOctaNode* otherRoot)
     if (ib[3] > ib[0] && ib[4] > ib[1] && ib[5] > ib[2]) {
         if (!otherRoot || !HasNearNode(otherRoot, ib)) node->m_vecItems.clear();
     }
+    node->m_nTreeItems = node->m_vecItems.size();
     if (node->IsLeaf()) return;
-    for (_sOctaNode* c : node->m_pChild) Prune(c, otherRoot);
+    for (_sOctaNode* c : node->m_pChild) {
+        Prune(c, otherRoot);
+        node->m_nTreeItems += c->m_nTreeItems;
+    }
 }
 
 void CollectAll(const _sOctaNode* node, std::vector<void*>& out)
 {
+    if (node->m_nTreeItems == 0) return;
     out.insert(out.end(), node->m_vecItems.begin(), node->m_vecItems.end());
     if (node->IsLeaf()) return;
     for (const _sOctaNode* c : node->m_pChild) CollectAll(c, out);
@@ -119,7 +125,7 @@ void CollectAll(const _sOctaNode* node, std::vector<void*>& out)
 
 }  // namespace
 
-_sOctaNode::_sOctaNode() : m_dBox{0, 0, 0, 0, 0, 0}, m_pChild{}
+_sOctaNode::_sOctaNode() : m_dBox{0, 0, 0, 0, 0, 0}, m_pChild{}, m_nTreeItems(0)
 {
     SetEmptyBox(m_dItemBox);
 }
@@ -164,6 +170,7 @@ _sOctaNode* CKrOctaTreeEx::AddItem(void* item, double minX, double minY, double 
     const double box[6] = {minX, minY, minZ, maxX, maxY, maxZ};
     if (!m_pRoot || !BoxContains(m_pRoot->m_dBox, box)) return nullptr;
     _sOctaNode* node = m_pRoot;
+    ++node->m_nTreeItems;
     for (int level = 0; level < m_nMaxDepth; ++level) {
         if (node->IsLeaf()) Split(node, m_dLooseness);
         _sOctaNode* next = nullptr;
@@ -175,6 +182,7 @@ _sOctaNode* CKrOctaTreeEx::AddItem(void* item, double minX, double minY, double 
         }
         if (!next) break;
         node = next;
+        ++node->m_nTreeItems;
     }
     node->m_vecItems.push_back(item);
     double* ib = node->m_dItemBox;
@@ -191,6 +199,7 @@ bool CKrOctaTreeEx::RemoveItem(void* item, double minX, double minY, double minZ
     const double box[6] = {minX, minY, minZ, maxX, maxY, maxZ};
     if (!m_pRoot || !BoxContains(m_pRoot->m_dBox, box)) return false;
     _sOctaNode* node = m_pRoot;
+    std::vector<_sOctaNode*> path{node};
     while (!node->IsLeaf()) {
         _sOctaNode* next = nullptr;
         for (_sOctaNode* c : node->m_pChild) {
@@ -201,11 +210,13 @@ bool CKrOctaTreeEx::RemoveItem(void* item, double minX, double minY, double minZ
         }
         if (!next) break;
         node = next;
+        path.push_back(node);
     }
     std::vector<void*>& items = node->m_vecItems;
     for (size_t i = items.size(); i-- > 0;) {
         if (items[i] == item) {
             items.erase(items.begin() + static_cast<std::ptrdiff_t>(i));
+            for (_sOctaNode* n : path) --n->m_nTreeItems;
             return true;
         }
     }

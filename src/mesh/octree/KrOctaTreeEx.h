@@ -1,6 +1,7 @@
 #ifndef KRTES_KROCTATREEEX_H
 #define KRTES_KROCTATREEEX_H
 
+#include <cstddef>
 #include <set>
 #include <vector>
 
@@ -29,6 +30,9 @@ struct KRTES_API _sOctaNode {
     std::vector<void*> m_vecItems;  // items filed here, in the order they were added
     _sOctaNode* m_pChild[8];        // all null (a leaf) or all set
     double m_dItemBox[6];           // grows to enclose every item filed here; empty at creation
+    // Items filed at this node and below it. Eager splitting leaves most
+    // nodes empty; queries skip subtrees that hold nothing.
+    std::size_t m_nTreeItems;
 
     _sOctaNode();
     ~_sOctaNode();
