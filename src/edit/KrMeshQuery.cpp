@@ -1,4 +1,5 @@
 #include "edit/KrMeshQuery.h"
+#include "edit/KrPlanTriGrid.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -93,14 +94,29 @@ bool CKrMeshQuery::FindTriIncludePt(const CKrPoint3d& pt, std::vector<_sTri*>& o
 
 bool CKrMeshQuery::GetMapPoint(double x, double y, double& z) const
 {
-    std::vector<_sTri*> cand;
-    FindTriByPos(CKrPoint3d(x, y, 0.0), cand, false);
-    if (cand.empty()) return false;
+    // The answer does not depend on the candidates' order (the highest exact
+    // hit wins), so any superset of the triangles over (x, y) will do: the
+    // octree's, or, once this object has been asked often, its plan grid.
+    constexpr std::size_t kGridAfter = 64;
+    if (!m_pPlanGrid && ++m_nMapQueries > kGridAfter && m_mesh.TriNum() > 256)
+        m_pPlanGrid.reset(new CKrPlanTriGrid(m_mesh, 4.0 * kEps));
+    std::vector<_sTri*> octCand;
+    const _sTri* const* cand = nullptr;
+    std::size_t nCand = 0;
+    if (m_pPlanGrid) {
+        cand = m_pPlanGrid->Begin(x, y, nCand);
+    } else {
+        FindTriByPos(CKrPoint3d(x, y, 0.0), octCand, false);
+        cand = octCand.data();
+        nCand = octCand.size();
+    }
+    if (nCand == 0) return false;
     const CKrPoint3d at(x, y, 0.0);
     const CGeoVector up(0.0, 0.0, 1.0);
     bool found = false;
     double top = -DBL_MAX;
-    for (const _sTri* t : cand) {
+    for (std::size_t i = 0; i < nCand; ++i) {
+        const _sTri* t = cand[i];
         // The vertical line can only meet a triangle within 1e-6 of its plan
         // box; skipping the others first saves the exact test on most of the
         // candidates of a node.

@@ -1,6 +1,8 @@
 #ifndef KRTES_KRMESHQUERY_H
 #define KRTES_KRMESHQUERY_H
 
+#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "geom/GeoVector.h"
@@ -11,6 +13,8 @@
 #include "mesh/KrMeshData.h"
 
 namespace TesTriMesh {
+
+class CKrPlanTriGrid;
 
 class CKrMeshTrans;
 
@@ -111,6 +115,11 @@ private:
 
     const CKrMeshData& m_mesh;
     std::vector<CKrPolyLine> m_vecOutline;  // empty until FormOutline
+    // A plan grid of the triangles, built once the object has answered enough
+    // elevation queries to pay for it (the mesh does not change while a query
+    // object lives).
+    mutable std::unique_ptr<CKrPlanTriGrid> m_pPlanGrid;
+    mutable std::size_t m_nMapQueries = 0;
 };
 
 }  // namespace TesTriMesh
