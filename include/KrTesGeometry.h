@@ -37,7 +37,9 @@
 #include "edit/KrMeshQuery.h"
 #include "edit/KrMeshTrans.h"
 
-// Collision detection.
+// Solid booleans and collision detection.
+#include "boolean/KrMeshBoolean.h"
+#include "boolean/KrSolidBoolean.h"
 #include "boolean/KrCollision.h"
 
 #endif

@@ -13,6 +13,7 @@ int CmdElev(int argc, char** argv);
 int CmdDrape(int argc, char** argv);
 int CmdFit(int argc, char** argv);
 int CmdCollide(int argc, char** argv);
+int CmdBoolean(int argc, char** argv);
 
 // Prints "krtes: msg" to standard error and returns the failure exit code.
 int Fail(const std::string& msg);

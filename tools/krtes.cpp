@@ -75,6 +75,11 @@ const Command kCommands[] = {
      "      Tells whether meshes A and B (.obj, .ply or .stl) touch, and prints the closest\n"
      "      distance found and the pair of triangles giving it (triangles that do not meet\n"
      "      are measured between their centroids)."},
+    {"boolean", krtes::CmdBoolean,
+     "boolean A B --op union|intersection|a-minus-b|b-minus-a -o OUT [--diagnostics DIR]\n"
+     "      Combines two closed, consistently oriented solids A and B (.obj, .ply or .stl)\n"
+     "      and writes the result as .obj or .ply. The diagnostic files of the solid boolean\n"
+     "      are kept in DIR when asked for, and dropped otherwise."},
 };
 
 void Usage(std::FILE* f)

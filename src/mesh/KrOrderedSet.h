@@ -532,7 +532,7 @@ private:
     const_iterator FindInBand(const_iterator at, const T& key) const
     {
         if constexpr (HasBand<Less>::value) {
-            constexpr int kReach = 8;  // a cap: a band is a handful of elements
+            constexpr int kReach = 16;  // a cap: a band is a handful of elements
             const_iterator r = at;
             for (int k = 0; k < kReach && r != end() && Less::SameBand(*r, key); ++k, ++r)
                 if (!m_comp(*r, key) && !m_comp(key, *r)) return r;

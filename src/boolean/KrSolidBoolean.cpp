@@ -1,0 +1,164 @@
+#include "boolean/KrSolidBoolean.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "boolean/KrMeshBoolean.h"
+#include "krtesmath/CGeDataTriMesh.h"
+
+namespace TesTriMesh {
+
+namespace {
+
+// Best effort: a file that cannot be created is skipped.
+void WriteSegs(const char* path, const std::vector<CKrSeg3d>& segs)
+{
+    std::FILE* f = std::fopen(path, "w");
+    if (!f) return;
+    for (const CKrSeg3d& s : segs)
+        std::fprintf(f, "%.3f,%.3f,%.3f,%.3f,%.3f,%.3f\n", s.m_pt[0].x, s.m_pt[0].y, s.m_pt[0].z, s.m_pt[1].x,
+                     s.m_pt[1].y, s.m_pt[1].z);
+    std::fclose(f);
+}
+
+void WriteTris(const char* path, const std::vector<_sTri*>& tris)
+{
+    std::FILE* f = std::fopen(path, "w");
+    if (!f) return;
+    for (const _sTri* t : tris) {
+        const CKrPoint3d &a = t->pVer[0]->pt, &b = t->pVer[1]->pt, &c = t->pVer[2]->pt;
+        std::fprintf(f, "%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f\n", a.x, a.y, a.z, b.x, b.y, b.z, c.x, c.y, c.z);
+    }
+    std::fclose(f);
+}
+
+// The distinct corners of the triangles, in pointer order.
+std::vector<_sVertex*> DistinctVertices(const std::vector<_sTri*>& tris)
+{
+    std::vector<_sVertex*> vers;
+    vers.reserve(tris.size() * 3);
+    for (const _sTri* t : tris)
+        for (_sVertex* v : t->pVer) vers.push_back(v);
+    std::sort(vers.begin(), vers.end(), std::less<_sVertex*>());
+    vers.erase(std::unique(vers.begin(), vers.end()), vers.end());
+    return vers;
+}
+
+// One point per vertex (its nID becomes the point's index), then one index
+// triple per triangle.
+void FillPart(const std::vector<_sTri*>& tris, std::vector<_sVertex*>& vers, CGeDataTriMesh& part)
+{
+    part.m_arrPts.SetSize(static_cast<int32_t>(vers.size()));
+    for (std::size_t i = 0; i < vers.size(); ++i) {
+        _sVertex* v = vers[i];
+        part.m_arrPts.m_pData[i] = new CGeDataPoint3D(v->pt.x, v->pt.y, v->pt.z);
+        v->nID = static_cast<int32_t>(i);
+    }
+    part.m_arrTris.SetSize(static_cast<int32_t>(tris.size()));
+    for (std::size_t i = 0; i < tris.size(); ++i) {
+        const _sTri* t = tris[i];
+        part.m_arrTris.m_pData[i] = new CGeDataTriIndex(t->pVer[0]->nID, t->pVer[1]->nID, t->pVer[2]->nID);
+    }
+}
+
+}  // namespace
+
+CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_meshA(0.01), m_meshB(0.01)
+{
+    // B is later sorted against A as it was before the first sort cut it.
+    CKrMeshData copyA(0.01);
+    {
+        CGeDataTriMesh tmp;
+        meshA.OutputData(tmp);
+        copyA.InputData(tmp, true);
+    }
+    std::vector<CKrSeg3d> segments;
+    CKrTri3d seed;
+    CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame, m_vecAOpposite,
+                                     m_vecAFifth, seed);
+    WriteSegs("C:\\Seg-1.txt", segments);
+    WriteTris("C:\\MeshA-Out.txt", m_vecAOutside);
+    WriteTris("C:\\MeshA-In.txt", m_vecAInside);
+    WriteTris("C:\\MeshA-Same.txt", m_vecASame);
+    CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame, m_vecBOpposite,
+                                     m_vecBFifth, seed);
+    WriteSegs("C:\\Seg-2.txt", segments);
+    WriteTris("C:\\MeshB-Out.txt", m_vecBOutside);
+    WriteTris("C:\\MeshB-In.txt", m_vecBInside);
+    WriteTris("C:\\MeshB-Same.txt", m_vecBSame);
+}
+
+CKrSolidBoolean::CKrSolidBoolean(const CGeDataTriMesh& meshA, const CGeDataTriMesh& meshB) : m_meshA(0.01), m_meshB(0.01)
+{
+    m_meshA.InputData(meshA, true);
+    m_meshB.InputData(meshB, true);
+    // The classification belongs to the temporary object and goes with it:
+    // this object's lists stay empty.
+    CKrSolidBoolean classified(m_meshA, m_meshB);
+}
+
+CKrSolidBoolean::~CKrSolidBoolean() {}
+
+void CKrSolidBoolean::InvertList(std::vector<_sTri*>& tris)
+{
+    for (std::size_t i = tris.size(); i-- > 0;) tris[i]->Invert();
+}
+
+void CKrSolidBoolean::InvertAInsideTris() { InvertList(m_vecAInside); }
+void CKrSolidBoolean::InvertAOppositeTris() { InvertList(m_vecAOpposite); }
+void CKrSolidBoolean::InvertBInsideTris() { InvertList(m_vecBInside); }
+
+bool CKrSolidBoolean::ComposeSolid(int aCode1, int aCode2, int bCode, CKrMeshData& result)
+{
+    auto hasA = [&](int code) { return aCode1 == code || aCode2 == code; };
+    std::vector<_sTri*> partA;
+    if (hasA(2)) partA.insert(partA.end(), m_vecAInside.begin(), m_vecAInside.end());
+    if (hasA(1)) partA.insert(partA.end(), m_vecAOutside.begin(), m_vecAOutside.end());
+    if (hasA(3)) partA.insert(partA.end(), m_vecASame.begin(), m_vecASame.end());
+    if (hasA(4)) partA.insert(partA.end(), m_vecAOpposite.begin(), m_vecAOpposite.end());
+    std::vector<_sVertex*> versA = DistinctVertices(partA);
+
+    const std::vector<_sTri*>& partB = bCode == 2   ? m_vecBInside
+                                       : bCode == 1 ? m_vecBOutside
+                                       : bCode == 3 ? m_vecBSame
+                                                    : m_vecBOpposite;
+    std::vector<_sVertex*> versB = DistinctVertices(partB);
+
+    // Each part is numbered just before it is written: the two parts may
+    // share no vertex, but numbering one must not disturb the other's copy.
+    CGeDataTriMesh dataA, dataB;
+    FillPart(partA, versA, dataA);
+    FillPart(partB, versB, dataB);
+    if (versA.size() <= versB.size()) {
+        result.InputData(dataB, true);
+        result.InputData(dataA, false);
+    } else {
+        result.InputData(dataA, true);
+        result.InputData(dataB, false);
+    }
+    return true;
+}
+
+bool CKrSolidBoolean::Union_A_And_B(CKrMeshData& result) { return ComposeSolid(1, 3, 1, result); }
+
+bool CKrSolidBoolean::Intersect_A_And_B(CKrMeshData& result) { return ComposeSolid(2, 3, 2, result); }
+
+bool CKrSolidBoolean::Diference_A_And_B(CKrMeshData& result)
+{
+    InvertBInsideTris();
+    const bool ok = ComposeSolid(1, 4, 2, result);
+    InvertBInsideTris();
+    return ok;
+}
+
+bool CKrSolidBoolean::Diference_B_And_A(CKrMeshData& result)
+{
+    InvertAInsideTris();
+    InvertAOppositeTris();
+    const bool ok = ComposeSolid(2, 4, 1, result);
+    InvertAInsideTris();
+    InvertAOppositeTris();
+    return ok;
+}
+
+}  // namespace TesTriMesh
