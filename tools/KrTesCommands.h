@@ -15,6 +15,10 @@ int CmdFit(int argc, char** argv);
 int CmdCollide(int argc, char** argv);
 int CmdBoolean(int argc, char** argv);
 
+// For an option that takes a value: moves i to the value and stores it in
+// dst; false when the arguments end first.
+bool NextValue(int argc, char** argv, int& i, std::string& dst);
+
 // Prints "krtes: msg" to standard error and returns the failure exit code.
 int Fail(const std::string& msg);
 

@@ -203,6 +203,20 @@ void PutLE(std::string& buf, T v)
     buf.append(reinterpret_cast<const char*>(b), sizeof(T));
 }
 
+}  // namespace
+
+void AppendPoint(std::string& buf, const CKrPoint3d& p)
+{
+    PutNumber(buf, p.x);
+    buf += ' ';
+    PutNumber(buf, p.y);
+    buf += ' ';
+    PutNumber(buf, p.z);
+    buf += '\n';
+}
+
+namespace {
+
 bool WriteAll(std::FILE* f, const std::string& buf) { return std::fwrite(buf.data(), 1, buf.size(), f) == buf.size(); }
 
 }  // namespace
@@ -234,12 +248,7 @@ bool WriteMeshFile(const std::string& path, const std::vector<CKrPoint3d>& pts,
         buf += "# " + std::to_string(pts.size()) + " vertices, " + std::to_string(tris.size()) + " triangles\n";
         for (const CKrPoint3d& p : pts) {
             buf += "v ";
-            PutNumber(buf, p.x);
-            buf += ' ';
-            PutNumber(buf, p.y);
-            buf += ' ';
-            PutNumber(buf, p.z);
-            buf += '\n';
+            AppendPoint(buf, p);
             flush(false);
         }
         for (const KrTesGeo::_sTri_ID& t : tris) {

@@ -34,6 +34,10 @@ bool ReadPolylineFile(const std::string& path, std::vector<std::vector<CKrPoint3
 bool WriteMeshFile(const std::string& path, const std::vector<CKrPoint3d>& pts,
                    const std::vector<KrTesGeo::_sTri_ID>& tris, std::string& err);
 
+// Appends "x y z\n" with each number in the shortest form that reads back
+// exactly.
+void AppendPoint(std::string& buf, const CKrPoint3d& p);
+
 // Lower-case extension of a path including the dot ("" when none).
 std::string Extension(const std::string& path);
 

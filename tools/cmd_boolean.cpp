@@ -108,17 +108,12 @@ int CmdBoolean(int argc, char** argv)
     std::string inA, inB, op, out, diag;
     for (int i = 0; i < argc; ++i) {
         const std::string a = argv[i];
-        auto value = [&](std::string& dst) -> bool {
-            if (i + 1 >= argc) return false;
-            dst = argv[++i];
-            return true;
-        };
         if (a == "--op") {
-            if (!value(op)) return Fail("--op needs union, intersection, a-minus-b or b-minus-a");
+            if (!NextValue(argc, argv, i, op)) return Fail("--op needs union, intersection, a-minus-b or b-minus-a");
         } else if (a == "-o" || a == "--output") {
-            if (!value(out)) return Fail("-o needs a file");
+            if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
         } else if (a == "--diagnostics") {
-            if (!value(diag)) return Fail("--diagnostics needs a directory");
+            if (!NextValue(argc, argv, i, diag)) return Fail("--diagnostics needs a directory");
         } else if (!a.empty() && a[0] == '-') {
             return Fail("boolean: unknown option '" + a + "' (see krtes --help)");
         } else if (inA.empty()) {

@@ -14,17 +14,6 @@ namespace krtes {
 
 namespace {
 
-void PutPoint(std::string& buf, const CKrPoint3d& p)
-{
-    char tmp[32];
-    const double c[3] = {p.x, p.y, p.z};
-    for (int k = 0; k < 3; ++k) {
-        const auto r = std::to_chars(tmp, tmp + sizeof tmp, c[k]);
-        buf.append(tmp, r.ptr);
-        buf += k < 2 ? ' ' : '\n';
-    }
-}
-
 }  // namespace
 
 int CmdDrape(int argc, char** argv)
@@ -74,8 +63,8 @@ int CmdDrape(int argc, char** argv)
             const CKrPolyLine& d = draped[k];
             buf += "\n# line " + std::to_string(i + 1) + ", piece " + std::to_string(k + 1) + " of " +
                    std::to_string(draped.size()) + (d.IsClosed() ? " (closed)" : "") + "\n";
-            for (const CKrPoint3d& p : d.GetVerts()) PutPoint(buf, p);
-            if (d.IsClosed() && d.NumVerts() > 0) PutPoint(buf, d.GetVerts().front());
+            for (const CKrPoint3d& p : d.GetVerts()) AppendPoint(buf, p);
+            if (d.IsClosed() && d.NumVerts() > 0) AppendPoint(buf, d.GetVerts().front());
             ++pieces;
             vertices += d.NumVerts();
         }

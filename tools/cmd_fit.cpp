@@ -14,17 +14,6 @@ namespace krtes {
 
 namespace {
 
-void PutPoint(std::string& buf, const CKrPoint3d& p)
-{
-    char tmp[32];
-    const double c[3] = {p.x, p.y, p.z};
-    for (int k = 0; k < 3; ++k) {
-        const auto r = std::to_chars(tmp, tmp + sizeof tmp, c[k]);
-        buf.append(tmp, r.ptr);
-        buf += k < 2 ? ' ' : '\n';
-    }
-}
-
 // Polyline blocks as polylines; a block whose last point repeats its first
 // is a closed line.
 std::vector<CKrPolyLine> ToPolylines(const std::vector<std::vector<CKrPoint3d>>& blocks)
@@ -51,24 +40,19 @@ int CmdFit(int argc, char** argv)
     int type = 0;
     for (int i = 0; i < argc; ++i) {
         const std::string a = argv[i];
-        auto value = [&](std::string& dst) -> bool {
-            if (i + 1 >= argc) return false;
-            dst = argv[++i];
-            return true;
-        };
         if (a == "--points") {
-            if (!value(points)) return Fail("--points needs a file");
+            if (!NextValue(argc, argv, i, points)) return Fail("--points needs a file");
         } else if (a == "--lines") {
-            if (!value(lines)) return Fail("--lines needs a file");
+            if (!NextValue(argc, argv, i, lines)) return Fail("--lines needs a file");
         } else if (a == "--boundary") {
-            if (!value(boundary)) return Fail("--boundary needs a file");
+            if (!NextValue(argc, argv, i, boundary)) return Fail("--boundary needs a file");
         } else if (a == "-o" || a == "--output") {
-            if (!value(out)) return Fail("-o needs a file");
+            if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
         } else if (a == "--diff") {
             diff = true;
         } else if (a == "--type") {
             std::string s;
-            if (!value(s) || (s != "0" && s != "1" && s != "2")) return Fail("--type needs 0, 1 or 2");
+            if (!NextValue(argc, argv, i, s) || (s != "0" && s != "1" && s != "2")) return Fail("--type needs 0, 1 or 2");
             type = s[0] - '0';
         } else if (!a.empty() && a[0] == '-') {
             return Fail("fit: unknown option '" + a + "' (see krtes --help)");
@@ -123,7 +107,7 @@ int CmdFit(int argc, char** argv)
         } else {
             buf += "# not fitted: ";
         }
-        PutPoint(buf, q);
+        AppendPoint(buf, q);
     }
     // Every point refused because no model could be built: say so.
     if (fit.IsDirty() && !todo.empty())

@@ -19,19 +19,14 @@ int CmdTin(int argc, char** argv)
     bool split = false;
     for (int i = 0; i < argc; ++i) {
         const std::string a = argv[i];
-        auto value = [&](std::string& dst) -> bool {
-            if (i + 1 >= argc) return false;
-            dst = argv[++i];
-            return true;
-        };
         if (a == "--breaklines") {
-            if (!value(breaklines)) return Fail("--breaklines needs a file");
+            if (!NextValue(argc, argv, i, breaklines)) return Fail("--breaklines needs a file");
         } else if (a == "--outline") {
-            if (!value(outline)) return Fail("--outline needs a file");
+            if (!NextValue(argc, argv, i, outline)) return Fail("--outline needs a file");
         } else if (a == "--holes") {
-            if (!value(holes)) return Fail("--holes needs a file");
+            if (!NextValue(argc, argv, i, holes)) return Fail("--holes needs a file");
         } else if (a == "-o" || a == "--output") {
-            if (!value(out)) return Fail("-o needs a file");
+            if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
         } else if (a == "--split-crossings") {
             split = true;
         } else if (!a.empty() && a[0] == '-') {

@@ -14,6 +14,13 @@ int Fail(const std::string& msg)
     return 1;
 }
 
+bool NextValue(int argc, char** argv, int& i, std::string& dst)
+{
+    if (i + 1 >= argc) return false;
+    dst = argv[++i];
+    return true;
+}
+
 std::string SamplePoints()
 {
 #ifdef KRTES_DATA_DIR
