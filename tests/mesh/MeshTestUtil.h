@@ -13,6 +13,13 @@
 
 namespace meshtest {
 
+// The elements of a container in its iteration order.
+template <class C>
+std::vector<typename C::value_type> Items(const C& c)
+{
+    return std::vector<typename C::value_type>(c.begin(), c.end());
+}
+
 // Points and counter-clockwise index triples of an nx x ny grid of unit
 // squares, each split into two triangles; z = 0.1 * (i + j). Squares for which
 // skip(i, j) is true are left out.

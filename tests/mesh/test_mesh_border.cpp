@@ -3,41 +3,21 @@
 #include <algorithm>
 #include <vector>
 
+#include "MeshTestUtil.h"
 #include "geom/KrPolyLine.h"
 #include "mesh/KrMeshData.h"
-#include "mesh/MeshTestUtil.h"
 
 using namespace TesTriMesh;
 using KrTesGeo::_sTri_ID;
 
 namespace {
 
-// Signed plan area of the vertex ring (counter-clockwise positive).
-double Area(const CKrPolyLine& l)
+// Vertex k of line l lies at (x, y) in plan.
+::testing::AssertionResult At(const CKrPolyLine& l, unsigned k, double x, double y)
 {
-    const std::vector<CKrPoint3d>& v = l.GetVerts();
-    double a = 0;
-    for (size_t i = 0; i < v.size(); ++i) {
-        const CKrPoint3d& p = v[i];
-        const CKrPoint3d& q = v[(i + 1) % v.size()];
-        a += p.x * q.y - q.x * p.y;
-    }
-    return a / 2;
-}
-
-void ExpectXY(const CKrPoint3d& p, double x, double y)
-{
-    EXPECT_DOUBLE_EQ(p.x, x);
-    EXPECT_DOUBLE_EQ(p.y, y);
-}
-
-bool NoRepeats(const CKrPolyLine& l)
-{
-    std::vector<CKrPoint3d> v = l.GetVerts();
-    for (size_t i = 0; i < v.size(); ++i)
-        for (size_t j = i + 1; j < v.size(); ++j)
-            if (v[i].IsEqualTo(v[j])) return false;
-    return true;
+    const CKrPoint3d& p = l.GetVerts().at(k);
+    if (p.x == x && p.y == y) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "vertex " << k << " at (" << p.x << ", " << p.y << ")";
 }
 
 }  // namespace
@@ -52,20 +32,16 @@ TEST(MeshBorder, GridWithHoleGivesTwoLoops)
     std::vector<CKrPolyLine> lines(3);  // emptied first
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 2u);
-    // Outer loop first (it holds the lowest vertex), counter-clockwise like the triangles.
-    EXPECT_TRUE(lines[0].IsClosed());
+    // Outer loop first (it holds the lowest vertex), counter-clockwise like
+    // the triangles, without repeating its first vertex; the hole clockwise.
+    EXPECT_TRUE(lines[0].IsClosed() && lines[1].IsClosed());
     EXPECT_EQ(lines[0].NumVerts(), 16u);
-    EXPECT_DOUBLE_EQ(Area(lines[0]), 16);
-    ExpectXY(lines[0].GetVerts()[0], 0, 0);
-    ExpectXY(lines[0].GetVerts()[1], 1, 0);
-    ExpectXY(lines[0].GetVerts()[15], 0, 1);
+    EXPECT_DOUBLE_EQ(lines[0].GetArea(), 16);
+    EXPECT_TRUE(At(lines[0], 0, 0, 0) && At(lines[0], 1, 1, 0) && At(lines[0], 15, 0, 1));
     EXPECT_DOUBLE_EQ(lines[0].GetVerts()[1].z, 0.1);  // coordinates carried with z
-    // The hole runs clockwise.
-    EXPECT_TRUE(lines[1].IsClosed());
     EXPECT_EQ(lines[1].NumVerts(), 8u);
-    EXPECT_DOUBLE_EQ(Area(lines[1]), -4);
-    ExpectXY(lines[1].GetVerts()[0], 1, 1);
-    for (const CKrPolyLine& l : lines) EXPECT_TRUE(NoRepeats(l));  // first vertex not repeated
+    EXPECT_DOUBLE_EQ(lines[1].GetArea(), -4);
+    EXPECT_TRUE(At(lines[1], 0, 1, 1));
 
     // The same geometry built in another order gives the same lines.
     std::vector<_sTri_ID> rev(ids.rbegin(), ids.rend());
@@ -89,35 +65,26 @@ TEST(MeshBorder, IsolatedAndTouchingTriangles)
     CKrMeshData m;
     std::vector<CKrPolyLine> lines;
     EXPECT_FALSE(m.GetBorderLine(lines, false));  // empty mesh
-    EXPECT_TRUE(lines.empty());
 
-    // One triangle: a closed loop of its three corners, in winding order.
-    m.InputData(std::vector<CKrPoint3d>{{2, 0, 0}, {0, 0, 0}, {1, 1, 0}}, {{1, 0, 2}}, true);
+    // One triangle: a closed loop of its three corners, in winding order,
+    // counter-clockwise or clockwise.
+    const std::vector<CKrPoint3d> three{{2, 0, 0}, {0, 0, 0}, {1, 1, 0}};
+    m.InputData(three, {{1, 0, 2}}, true);
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(lines[0].IsClosed());
     ASSERT_EQ(lines[0].NumVerts(), 3u);
-    ExpectXY(lines[0].GetVerts()[0], 0, 0);
-    ExpectXY(lines[0].GetVerts()[1], 2, 0);
-    ExpectXY(lines[0].GetVerts()[2], 1, 1);
-
-    // A clockwise triangle comes out clockwise.
-    m.InputData(std::vector<CKrPoint3d>{{2, 0, 0}, {0, 0, 0}, {1, 1, 0}}, {{0, 1, 2}}, true);
+    EXPECT_TRUE(At(lines[0], 0, 0, 0) && At(lines[0], 1, 2, 0) && At(lines[0], 2, 1, 1));
+    m.InputData(three, {{0, 1, 2}}, true);
     ASSERT_TRUE(m.GetBorderLine(lines, true));
-    EXPECT_LT(Area(lines[0]), 0);
+    EXPECT_LT(lines[0].GetArea(), 0);
 
     // Two triangles touching at one vertex: two loops, not a figure eight.
     m.InputData(std::vector<CKrPoint3d>{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0}, {2, 2, 0}},
                 {{0, 1, 2}, {2, 3, 4}}, true);
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 2u);
-    for (const CKrPolyLine& l : lines) {
-        EXPECT_TRUE(l.IsClosed());
-        EXPECT_EQ(l.NumVerts(), 3u);
-        EXPECT_GT(Area(l), 0);
-    }
-    ExpectXY(lines[0].GetVerts()[0], 0, 0);
-    ExpectXY(lines[1].GetVerts()[0], 1, 1);
+    for (const CKrPolyLine& l : lines) EXPECT_TRUE(l.IsClosed() && l.NumVerts() == 3u && l.GetArea() > 0);
+    EXPECT_TRUE(At(lines[0], 0, 0, 0) && At(lines[1], 0, 1, 1));
 
     // Two squares touching at a corner, and a hole touching the outer
     // boundary at a vertex: each boundary comes out as its own simple loop.
@@ -127,25 +94,18 @@ TEST(MeshBorder, IsolatedAndTouchingTriangles)
     m.InputData(pts, ids, true);
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].NumVerts(), 4u);
-    EXPECT_EQ(lines[1].NumVerts(), 4u);
-    EXPECT_DOUBLE_EQ(Area(lines[0]), 1);
-    EXPECT_DOUBLE_EQ(Area(lines[1]), 1);
+    for (const CKrPolyLine& l : lines) EXPECT_TRUE(l.NumVerts() == 4u && l.GetArea() == 1.0);
 
     meshtest::Grid(3, 3, pts, ids, [](int i, int j) { return (i == 0 && j == 0) || (i == 1 && j == 1); });
     m.InputData(pts, ids, true);
     ASSERT_TRUE(m.GetBorderLine(lines, false));
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].NumVerts(), 12u);
-    ExpectXY(lines[0].GetVerts()[0], 0, 1);
-    EXPECT_DOUBLE_EQ(Area(lines[0]), 8);
+    EXPECT_TRUE(At(lines[0], 0, 0, 1));
+    EXPECT_DOUBLE_EQ(lines[0].GetArea(), 8);
     EXPECT_EQ(lines[1].NumVerts(), 4u);
-    ExpectXY(lines[1].GetVerts()[0], 1, 1);
-    EXPECT_DOUBLE_EQ(Area(lines[1]), -1);
-    for (const CKrPolyLine& l : lines) {
-        EXPECT_TRUE(l.IsClosed());
-        EXPECT_TRUE(NoRepeats(l));
-    }
+    EXPECT_TRUE(At(lines[1], 0, 1, 1));
+    EXPECT_DOUBLE_EQ(lines[1].GetArea(), -1);
 }
 
 TEST(MeshBorder, OpenChainsOnBrokenTopology)
@@ -155,26 +115,21 @@ TEST(MeshBorder, OpenChainsOnBrokenTopology)
     CKrMeshData m;
     _sVertex* a = m.InsertVertex(CKrPoint3d(0, 0, 0));
     _sVertex* b = m.InsertVertex(CKrPoint3d(1, 0, 0));
-    _sVertex* c = m.InsertVertex(CKrPoint3d(1, 1, 0));
-    _sVertex* d = m.InsertVertex(CKrPoint3d(0, -1, 0));
-    _sVertex* e = m.InsertVertex(CKrPoint3d(0.5, 0, 2));
-    m.AddTri(a, b, c);
-    m.AddTri(b, a, d);
-    m.AddTri(a, b, e);
+    m.AddTri(a, b, m.InsertVertex(CKrPoint3d(1, 1, 0)));
+    m.AddTri(b, a, m.InsertVertex(CKrPoint3d(0, -1, 0)));
+    m.AddTri(a, b, m.InsertVertex(CKrPoint3d(0.5, 0, 2)));
 
     std::vector<CKrPolyLine> lines;
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(lines[0].IsClosed());
     EXPECT_EQ(lines[0].NumVerts(), 4u);  // a, d, b, c
-    EXPECT_DOUBLE_EQ(Area(lines[0]), 1);
+    EXPECT_DOUBLE_EQ(lines[0].GetArea(), 1);
 
     ASSERT_TRUE(m.GetBorderLine(lines, false));
     ASSERT_EQ(lines.size(), 2u);
     const CKrPolyLine& open = lines[0].IsClosed() ? lines[1] : lines[0];
     EXPECT_FALSE(open.IsClosed());
     ASSERT_EQ(open.NumVerts(), 3u);  // b -> e -> a, along the third triangle
-    ExpectXY(open.GetVerts()[0], 1, 0);
+    EXPECT_TRUE(At(open, 0, 1, 0) && At(open, 2, 0, 0));
     EXPECT_DOUBLE_EQ(open.GetVerts()[1].z, 2);
-    ExpectXY(open.GetVerts()[2], 0, 0);
 }

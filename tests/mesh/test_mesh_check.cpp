@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
+#include "MeshTestUtil.h"
 #include "mesh/KrMeshData.h"
-#include "mesh/MeshTestUtil.h"
 
 using namespace TesTriMesh;
 using KrTesGeo::_sTri_ID;
@@ -20,18 +21,8 @@ struct GridMesh {
         meshtest::Grid(3, 3, pts, ids);
         m.InputData(pts, ids, true);
     }
-    _sTri* Tri(int n)
-    {
-        auto it = m.m_setTri.begin();
-        std::advance(it, n);
-        return *it;
-    }
-    _sEdge* Edge(int n)
-    {
-        auto it = m.m_setEdge.begin();
-        std::advance(it, n);
-        return *it;
-    }
+    _sTri* Tri(int n) { return *std::next(m.m_setTri.begin(), n); }
+    _sEdge* Edge(int n) { return *std::next(m.m_setEdge.begin(), n); }
     // An interior triangle: all three edges shared.
     _sTri* Inner()
     {
@@ -49,30 +40,22 @@ TEST(MeshCheck, SoundMeshPassesEverything)
     EXPECT_EQ(g.m.CheckMeshDataSame(), 0);
     EXPECT_EQ(g.m.CheckMeshDataNull(), 0);
     EXPECT_EQ(g.m.CheckMeshDataUnite(), 0);
-    EXPECT_EQ(g.m.CheckPointer(), 0);
     EXPECT_TRUE(g.m.CheckEdgeOk());
     EXPECT_TRUE(g.m.CheckEdgeSetOk());
-    EXPECT_TRUE(g.m.IsMeshOk());
-    for (_sTri* t : g.m.m_setTri) {
-        EXPECT_TRUE(CKrMeshData::CheckTriEdgeUnite(t));
-        EXPECT_TRUE(CKrMeshData::CheckTriVerEdgeUnite(t));
-        EXPECT_TRUE(CKrMeshData::CheckTriVerUnite(t));
-        EXPECT_TRUE(g.m.CheckHasTheTri(t));
-        for (_sEdge* e : t->pEdge) EXPECT_TRUE(g.m.CheckHasTheEdge(e));
-    }
-    for (_sVertex* v : g.m.m_setVer) {
-        EXPECT_TRUE(CKrMeshData::CheckVerTriUnite(v));
-        EXPECT_TRUE(g.m.CheckHasThePointer(v));
-    }
-    // The rim of a 3 x 3 grid touches 10 triangles (two corner triangles
-    // have two border edges each).
     int border = 0;
     for (_sTri* t : g.m.m_setTri) {
+        EXPECT_TRUE(g.m.CheckHasTheTri(t));
         bool open = false;
-        for (_sEdge* e : t->pEdge) open |= !e->pTri[0] || !e->pTri[1];
+        for (_sEdge* e : t->pEdge) {
+            EXPECT_TRUE(g.m.CheckHasTheEdge(e));
+            open |= !e->pTri[0] || !e->pTri[1];
+        }
         EXPECT_EQ(CKrMeshData::IsBorderTri(t), open);
         border += open;
     }
+    for (_sVertex* v : g.m.m_setVer) EXPECT_TRUE(g.m.CheckHasThePointer(v));
+    // The rim of a 3 x 3 grid touches 10 triangles (two corner triangles
+    // have two border edges each).
     EXPECT_EQ(border, 10);
     EXPECT_FALSE(CKrMeshData::IsBorderTri(nullptr));
 
@@ -91,111 +74,83 @@ TEST(MeshCheck, SoundMeshPassesEverything)
     e->pVer[1] = keep;
 }
 
-TEST(MeshCheck, SameBits)
+// Each fault sets its own bit of its counting check (the others are not
+// asked about: a broken link can upset them too), and the mesh is no longer OK.
+TEST(MeshCheck, CountingChecksReportEachFault)
 {
-    {
+    enum Check { kSame, kNull, kUnite };
+    struct Fault {
+        const char* what;
+        Check check;
+        int bits;
+        std::function<void(GridMesh&)> make;
+    };
+    const Fault faults[] = {
+        {"two equal corners", kSame, 1, [](GridMesh& g) { g.Inner()->pVer[1] = g.Inner()->pVer[0]; }},
+        {"two equal edge pointers", kSame, 2, [](GridMesh& g) { g.Tri(3)->pEdge[2] = g.Tri(3)->pEdge[1]; }},
+        {"an edge with equal ends", kSame, 4, [](GridMesh& g) { g.Edge(2)->pVer[0] = g.Edge(2)->pVer[1]; }},
+        {"one triangle in both slots", kSame, 8,
+         [](GridMesh& g) { g.Inner()->pEdge[0]->pTri[0] = g.Inner()->pEdge[0]->pTri[1]; }},
+        {"all four", kSame, 15,
+         [](GridMesh& g) {
+             g.Tri(0)->pVer[2] = g.Tri(0)->pVer[1];
+             g.Tri(1)->pEdge[0] = g.Tri(1)->pEdge[2];
+             g.Edge(0)->pVer[1] = g.Edge(0)->pVer[0];
+             g.Inner()->pEdge[1]->pTri[1] = g.Inner()->pEdge[1]->pTri[0];
+         }},
+        {"a null corner", kNull, 1, [](GridMesh& g) { g.Tri(4)->pVer[2] = nullptr; }},
+        {"a null edge pointer", kNull, 2, [](GridMesh& g) { g.Tri(5)->pEdge[0] = nullptr; }},
+        {"an edge with a null end", kNull, 4, [](GridMesh& g) { g.Edge(1)->pVer[0] = nullptr; }},
+        {"all three", kNull, 7,
+         [](GridMesh& g) {
+             g.Tri(0)->pVer[0] = nullptr;
+             g.Tri(0)->pEdge[1] = nullptr;
+             g.Edge(3)->pVer[1] = nullptr;
+         }},
+        {"missing from a corner's set", kUnite, 1,
+         [](GridMesh& g) { CKrMeshData::TopoDelVetTri(g.Inner()->pVer[2], g.Inner()); }},
+        {"missing from an edge", kUnite, 2, [](GridMesh& g) { g.Inner()->pEdge[1]->DelEdgeTri(g.Inner()); }},
+        {"a vertex listing a stranger", kUnite, 8,
+         [](GridMesh& g) {
+             _sVertex* v = *g.m.m_setVer.begin();
+             for (_sTri* t : g.m.m_setTri)
+                 if (t->pVer[0] != v && t->pVer[1] != v && t->pVer[2] != v) v->setTri.insert(t);
+         }},
+    };
+    for (const Fault& f : faults) {
         GridMesh g;
-        _sTri* t = g.Inner();
-        t->pVer[1] = t->pVer[0];
-        EXPECT_EQ(g.m.CheckMeshDataSame(), 1);
-        EXPECT_FALSE(g.m.IsMeshOk());
+        f.make(g);
+        const int got = f.check == kSame ? g.m.CheckMeshDataSame()
+                                         : (f.check == kNull ? g.m.CheckMeshDataNull() : g.m.CheckMeshDataUnite());
+        EXPECT_EQ(got, f.bits) << f.what;
+        EXPECT_FALSE(g.m.IsMeshOk()) << f.what;
+        if (f.check == kNull) {
+            EXPECT_NE(g.m.CheckMeshDataUnite(), 0) << f.what;  // survives the null link
+        }
     }
-    {
-        GridMesh g;
-        _sTri* t = g.Tri(3);
-        t->pEdge[2] = t->pEdge[1];
-        EXPECT_EQ(g.m.CheckMeshDataSame(), 2);
-    }
-    {
-        GridMesh g;
-        _sEdge* e = g.Edge(2);
-        e->pVer[0] = e->pVer[1];
-        EXPECT_EQ(g.m.CheckMeshDataSame(), 4);
-        EXPECT_FALSE(g.m.IsMeshOk());
-    }
-    {
-        GridMesh g;
-        _sTri* t = g.Inner();
-        _sEdge* e = t->pEdge[0];
-        e->pTri[0] = e->pTri[1];
-        EXPECT_EQ(g.m.CheckMeshDataSame(), 8);
-        EXPECT_FALSE(g.m.CheckEdgeOk());
-    }
-    {
-        // All four at once.
-        GridMesh g;
-        g.Tri(0)->pVer[2] = g.Tri(0)->pVer[1];
-        g.Tri(1)->pEdge[0] = g.Tri(1)->pEdge[2];
-        g.Edge(0)->pVer[1] = g.Edge(0)->pVer[0];
-        _sEdge* e = g.Inner()->pEdge[1];
-        e->pTri[1] = e->pTri[0];
-        EXPECT_EQ(g.m.CheckMeshDataSame(), 15);
-    }
-}
 
-TEST(MeshCheck, NullBits)
-{
+    // The per-record checks behind the Unite bits, and what else notices.
     {
-        GridMesh g;
-        g.Tri(4)->pVer[2] = nullptr;
-        EXPECT_EQ(g.m.CheckMeshDataNull(), 1);
-        // Every check survives the null link; the mesh is reported broken.
-        EXPECT_NE(g.m.CheckMeshDataUnite(), 0);
-        EXPECT_FALSE(g.m.IsMeshOk());
-    }
-    {
-        GridMesh g;
-        g.Tri(5)->pEdge[0] = nullptr;
-        EXPECT_EQ(g.m.CheckMeshDataNull(), 2);
-        EXPECT_FALSE(g.m.IsMeshOk());
-    }
-    {
-        GridMesh g;
-        g.Edge(1)->pVer[0] = nullptr;
-        EXPECT_EQ(g.m.CheckMeshDataNull(), 4);
-        EXPECT_FALSE(g.m.CheckEdgeOk());
-        EXPECT_FALSE(g.m.IsMeshOk());
-    }
-    {
-        GridMesh g;
-        g.Tri(0)->pVer[0] = nullptr;
-        g.Tri(0)->pEdge[1] = nullptr;
-        g.Edge(3)->pVer[1] = nullptr;
-        EXPECT_EQ(g.m.CheckMeshDataNull(), 7);
-        EXPECT_FALSE(g.m.IsMeshOk());
-    }
-}
-
-TEST(MeshCheck, UniteBits)
-{
-    {
-        // A triangle missing from a corner's setTri.
         GridMesh g;
         _sTri* t = g.Inner();
         CKrMeshData::TopoDelVetTri(t->pVer[2], t);
         EXPECT_FALSE(CKrMeshData::CheckTriVerUnite(t));
-        EXPECT_EQ(g.m.CheckMeshDataUnite(), 1);
-        EXPECT_FALSE(g.m.CheckEdgeOk());  // its edges' ends no longer share it
-        EXPECT_FALSE(g.m.IsMeshOk());
-        // TopoDelVetTri of an absent triangle changes nothing.
-        CKrMeshData::TopoDelVetTri(t->pVer[2], t);
-        EXPECT_EQ(t->pVer[0]->setTri.count(t), 1u);
-    }
-    {
-        // A triangle missing from one of its edges.
-        GridMesh g;
-        _sTri* t = g.Inner();
+        EXPECT_EQ(t->pVer[0]->setTri.count(t), 1u);  // the other corners keep it
+        EXPECT_FALSE(g.m.CheckEdgeOk());             // its edges' ends no longer share it
         t->pEdge[1]->DelEdgeTri(t);
         EXPECT_FALSE(CKrMeshData::CheckTriEdgeUnite(t));
-        EXPECT_EQ(g.m.CheckMeshDataUnite(), 2);
-        EXPECT_TRUE(CKrMeshData::IsBorderTri(t));
+        EXPECT_TRUE(CKrMeshData::IsBorderTri(t));  // it was an inner one
+        _sVertex* v = g.m.InsertVertex(CKrPoint3d(9, 9, 9));
+        EXPECT_TRUE(CKrMeshData::CheckVerTriUnite(v));  // an empty set passes
+        v->setTri.insert(t);
+        EXPECT_FALSE(CKrMeshData::CheckVerTriUnite(v));
     }
     {
-        // An edge of another triangle put in a slot: corners no longer on two edges.
+        // A border edge of a triangle sharing no corner with t put in t's
+        // slot (t entered in it): every edge t points to holds t, but its
+        // corners are no longer on two of its edges.
         GridMesh g;
         _sTri* t = g.Inner();
-        // A border edge of a triangle sharing no corner with t: t goes into
-        // its empty slot, so that every edge t points to holds t.
         _sEdge* stolen = nullptr;
         for (_sTri* u : g.m.m_setTri) {
             bool touches = false;
@@ -211,42 +166,29 @@ TEST(MeshCheck, UniteBits)
         EXPECT_TRUE(CKrMeshData::CheckTriEdgeUnite(t));
         EXPECT_EQ(g.m.CheckMeshDataUnite(), 4);
     }
-    {
-        // A vertex listing a triangle that lacks it.
-        GridMesh g;
-        _sVertex* v = *g.m.m_setVer.begin();
-        _sTri* other = nullptr;
-        for (_sTri* t : g.m.m_setTri)
-            if (t->pVer[0] != v && t->pVer[1] != v && t->pVer[2] != v) other = t;
-        v->setTri.insert(other);
-        EXPECT_FALSE(CKrMeshData::CheckVerTriUnite(v));
-        EXPECT_EQ(g.m.CheckMeshDataUnite(), 8);
-        EXPECT_FALSE(g.m.IsMeshOk());
-        EXPECT_TRUE(CKrMeshData::CheckVerTriUnite(g.m.InsertVertex(CKrPoint3d(9, 9, 9))));  // empty set passes
-    }
 }
 
 TEST(MeshCheck, EdgeChecks)
 {
     {
-        // One slot emptied while both ends still share two triangles.
+        // One slot emptied while both ends still share two triangles, in
+        // either slot.
         GridMesh g;
         _sEdge* e = g.Inner()->pEdge[0];
         e->pTri[1] = nullptr;
         EXPECT_FALSE(g.m.CheckEdgeOk());
-        // Moving the survivor to slot 1 is the same fault.
         e->pTri[1] = e->pTri[0];
         e->pTri[0] = nullptr;
         EXPECT_FALSE(g.m.CheckEdgeOk());
     }
     {
-        // An empty edge whose ends share nothing passes.
+        // An empty edge whose ends share a triangle fails; once they share
+        // nothing it passes.
         GridMesh g;
         _sVertex* a = g.m.InsertVertex(CKrPoint3d(20, 0, 0));
         _sVertex* b = g.m.InsertVertex(CKrPoint3d(21, 0, 0));
-        _sVertex* c = g.m.InsertVertex(CKrPoint3d(21, 1, 0));
-        _sTri* t = g.m.AddTri(a, b, c);
-        t->pEdge[0]->pTri[0] = nullptr;  // now a-b holds nothing, but a and b share t
+        _sTri* t = g.m.AddTri(a, b, g.m.InsertVertex(CKrPoint3d(21, 1, 0)));
+        t->pEdge[0]->pTri[0] = nullptr;
         EXPECT_FALSE(g.m.CheckEdgeOk());
         g.m.DelTri(t);
         EXPECT_TRUE(g.m.CheckEdgeOk());
@@ -255,7 +197,6 @@ TEST(MeshCheck, EdgeChecks)
     {
         // Two edge objects with one vertex pair, or an order broken behind the set's back.
         GridMesh g;
-        EXPECT_TRUE(g.m.CheckEdgeSetOk());
         _sEdge* e0 = g.Edge(0);
         _sEdge* e5 = g.Edge(5);
         _sVertex* keep[2] = {e5->pVer[0], e5->pVer[1]};
@@ -266,7 +207,6 @@ TEST(MeshCheck, EdgeChecks)
         e5->pVer[0] = keep[0];
         e5->pVer[1] = keep[1];
         EXPECT_TRUE(g.m.CheckEdgeSetOk());
-        // Swapping an edge's ends puts it out of order.
         std::swap(e0->pVer[0], e0->pVer[1]);
         EXPECT_FALSE(g.m.CheckEdgeSetOk());
         std::swap(e0->pVer[0], e0->pVer[1]);
@@ -277,13 +217,7 @@ TEST(MeshCheck, CleanupOperations)
 {
     GridMesh g;
     CKrMeshData& m = g.m;
-    // Nothing to do on a clean mesh.
     const size_t ne = m.m_setEdge.size();
-    m.DelVoidEdge();
-    EXPECT_EQ(m.m_setEdge.size(), ne);
-    m.DelVoidVet();
-    EXPECT_EQ(m.m_setVer.size(), 16u);
-
     // An edge emptied by hand goes; DelVoidEdge(e) removes one regardless of its slots.
     _sTri* t = g.Tri(0);
     _sEdge* e = t->pEdge[0];
@@ -293,11 +227,9 @@ TEST(MeshCheck, CleanupOperations)
     EXPECT_EQ(m.m_setEdge.FindPair(t->pVer[0], t->pVer[1]), nullptr);
     _sEdge key(t->pVer[1], t->pVer[2]);
     m.DelVoidEdge(&key);
-    EXPECT_EQ(m.m_setEdge.size(), ne - 2);
     m.DelVoidEdge(&key);  // not there any more
     m.DelVoidEdge(nullptr);
     EXPECT_EQ(m.m_setEdge.size(), ne - 2);
-
     // Simplify rebuilds the links: the two edges come back.
     m.Simplify();
     EXPECT_EQ(m.m_setEdge.size(), ne);
@@ -305,19 +237,12 @@ TEST(MeshCheck, CleanupOperations)
     EXPECT_TRUE(m.IsMeshOk());
 
     // ResetSign clears the marks, but not the triangles' own flag.
-    for (_sTri* x : m.m_setTri) {
-        x->nSign[0] = 1;
-        x->nSign[1] = 1;
-        x->bSign = true;
-    }
-    for (_sEdge* x : m.m_setEdge) x->bSign = true;
+    _sTri* x = *m.m_setTri.begin();
+    x->nSign[0] = x->nSign[1] = 1;
+    x->bSign = true;
+    x->pEdge[0]->bSign = true;
     m.ResetSign();
-    for (_sTri* x : m.m_setTri) {
-        EXPECT_EQ(x->nSign[0], -1);
-        EXPECT_EQ(x->nSign[1], -1);
-        EXPECT_TRUE(x->bSign);
-    }
-    for (_sEdge* x : m.m_setEdge) EXPECT_FALSE(x->bSign);
+    EXPECT_TRUE(x->nSign[0] == -1 && x->nSign[1] == -1 && x->bSign && !x->pEdge[0]->bSign);
 
     // SetZ(0) flattens but keeps the topology; the extent is left alone.
     const double zmax = m.GetMaxLimit().z;
@@ -326,9 +251,10 @@ TEST(MeshCheck, CleanupOperations)
     EXPECT_TRUE(m.IsMeshOk());
     EXPECT_EQ(m.GetMaxLimit().z, zmax);
 
-    // DelVoidVet after deleting every triangle empties the vertex set.
-    while (m.TriNum() > 0) m.DelTri(*m.m_setTri.begin());
+    // DelVoidVet keeps used vertices, and after the last triangle empties the vertex set.
+    m.DelVoidVet();
     EXPECT_EQ(m.m_setVer.size(), 16u);
+    while (m.TriNum() > 0) m.DelTri(*m.m_setTri.begin());
     EXPECT_TRUE(m.m_setEdge.empty());
     m.DelVoidVet();
     EXPECT_TRUE(m.m_setVer.empty());

@@ -2,10 +2,11 @@
 
 #include <cfloat>
 #include <random>
+#include <set>
 #include <vector>
 
+#include "MeshTestUtil.h"
 #include "mesh/KrMeshData.h"
-#include "mesh/MeshTestUtil.h"
 
 using namespace TesTriMesh;
 
@@ -14,64 +15,45 @@ namespace {
 // The four vertices a(0,0) b(1,0) c(1,1) d(0,-1): (a, b, c) and (b, a, d) share a-b.
 struct Quad {
     CKrMeshData m;
-    _sVertex *a, *b, *c, *d;
-    Quad()
-    {
-        a = m.InsertVertex(CKrPoint3d(0, 0, 0));
-        b = m.InsertVertex(CKrPoint3d(1, 0, 0));
-        c = m.InsertVertex(CKrPoint3d(1, 1, 0));
-        d = m.InsertVertex(CKrPoint3d(0, -1, 0));
-    }
+    _sVertex* a = m.InsertVertex(CKrPoint3d(0, 0, 0));
+    _sVertex* b = m.InsertVertex(CKrPoint3d(1, 0, 0));
+    _sVertex* c = m.InsertVertex(CKrPoint3d(1, 1, 0));
+    _sVertex* d = m.InsertVertex(CKrPoint3d(0, -1, 0));
 };
 
 }  // namespace
 
-TEST(MeshEdit, AddTriSharesEdges)
+TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
 {
     Quad q;
     CKrMeshData& m = q.m;
-    EXPECT_EQ(m.m_setVer.size(), 4u);
-    EXPECT_DOUBLE_EQ(m.GetMinLimit().y, -1);
-    EXPECT_DOUBLE_EQ(m.GetMaxLimit().x, 1);
+    EXPECT_DOUBLE_EQ(m.GetMinLimit().y, -1);  // inserting vertices grows the extent
 
     // Repeated or missing corners create nothing.
     EXPECT_EQ(m.AddTri(q.a, q.a, q.b), nullptr);
-    EXPECT_EQ(m.AddTri(q.a, q.b, q.b), nullptr);
     EXPECT_EQ(m.AddTri(q.b, q.a, q.b), nullptr);
     EXPECT_EQ(m.AddTri(q.a, q.b, nullptr), nullptr);
-    EXPECT_EQ(m.TriNum(), 0);
-    EXPECT_TRUE(m.m_setEdge.empty());
-    EXPECT_TRUE(q.a->setTri.empty());
+    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && q.a->setTri.empty());
 
     _sTri* t1 = m.AddTri(q.a, q.b, q.c);
     _sTri* t2 = m.AddTri(q.b, q.a, q.d);
     ASSERT_TRUE(t1 && t2);
-    EXPECT_EQ(m.TriNum(), 2);
     EXPECT_EQ(m.m_setEdge.size(), 5u);
-    // Corners and edges in winding order.
-    EXPECT_EQ(t1->pVer[0], q.a);
-    EXPECT_EQ(t1->pVer[2], q.c);
+    // Corners and edges in winding order; (b, a) is the same edge object as (a, b).
+    EXPECT_TRUE(t1->pVer[0] == q.a && t1->pVer[2] == q.c);
     _sEdge* ab = t1->pEdge[0];
-    EXPECT_EQ(t2->pEdge[0], ab);  // (b, a) is the same edge object
-    EXPECT_EQ(ab->pTri[0], t1);
-    EXPECT_EQ(ab->pTri[1], t2);
+    EXPECT_EQ(t2->pEdge[0], ab);
+    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);
     EXPECT_LT(KrPtrValue(ab->pVer[0]), KrPtrValue(ab->pVer[1]));
-    EXPECT_EQ(ab->CoEdgeTri(t1), t2);
     EXPECT_EQ(ab->CoEdgeTri(t2), t1);
     EXPECT_EQ(m.FindTriCoEdge(ab, t1), t2);
     EXPECT_EQ(m.FindTriCoEdge(nullptr, t1), nullptr);
     EXPECT_EQ(m.FindTriCoEdge(t1->pEdge[1], t1), nullptr);  // border edge
-    // FindEdgeByVer: either order, null arguments, no match.
     EXPECT_EQ(m.FindEdgeByVer(q.b, q.c, t1), t1->pEdge[1]);
-    EXPECT_EQ(m.FindEdgeByVer(q.a, q.c, t1), t1->pEdge[2]);
     EXPECT_EQ(m.FindEdgeByVer(q.c, q.a, t1), t1->pEdge[2]);
     EXPECT_EQ(m.FindEdgeByVer(q.a, q.d, t1), nullptr);
     EXPECT_EQ(m.FindEdgeByVer(nullptr, q.b, t1), nullptr);
-    EXPECT_EQ(m.FindEdgeByVer(q.a, q.b, nullptr), nullptr);
-    // Each vertex knows its triangles.
-    EXPECT_EQ(q.a->setTri.size(), 2u);
-    EXPECT_EQ(q.c->setTri.size(), 1u);
-    EXPECT_EQ(q.d->setTri.count(t2), 1u);
+    EXPECT_TRUE(q.a->setTri.size() == 2u && q.c->setTri.size() == 1u && q.d->setTri.count(t2) == 1u);
     EXPECT_TRUE(m.IsMeshOk());
     // AddTri does not move the extent.
     _sVertex* far = new _sVertex(CKrPoint3d(50, 50, 50));
@@ -82,43 +64,33 @@ TEST(MeshEdit, AddTriSharesEdges)
     // Deleting one of two neighbours empties one slot; deleting the other removes the edge.
     m.DelTri(m.FindTriCoEdge(m.FindEdgeByVer(q.b, q.c, t1), t1));
     m.DelTri(t1);
-    EXPECT_EQ(ab->pTri[0], nullptr);
-    EXPECT_EQ(ab->pTri[1], t2);
+    EXPECT_TRUE(ab->pTri[0] == nullptr && ab->pTri[1] == t2);
     EXPECT_EQ(m.m_setEdge.size(), 3u);
-    EXPECT_EQ(m.m_setEdge.FindPair(q.a, q.b), ab);
     EXPECT_EQ(m.m_setEdge.FindPair(q.b, q.c), nullptr);
     m.DelTri(t2);
     m.DelTri(nullptr);
-    EXPECT_EQ(m.TriNum(), 0);
-    EXPECT_TRUE(m.m_setEdge.empty());
+    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && q.a->setTri.empty());
     EXPECT_EQ(m.m_setVer.size(), 5u);  // vertices stay
-    EXPECT_TRUE(q.a->setTri.empty());
-    EXPECT_TRUE(m.IsMeshOk());
 }
 
 TEST(MeshEdit, ThirdTriangleOnAnEdge)
 {
     Quad q;
     CKrMeshData& m = q.m;
-    _sVertex* e = m.InsertVertex(CKrPoint3d(0.5, 3, 0));
     _sTri* t1 = m.AddTri(q.a, q.b, q.c);
     _sTri* t2 = m.AddTri(q.b, q.a, q.d);
-    _sTri* t3 = m.AddTri(q.a, q.b, e);
+    _sTri* t3 = m.AddTri(q.a, q.b, m.InsertVertex(CKrPoint3d(0.5, 3, 0)));
     ASSERT_NE(t3, nullptr);
-    EXPECT_EQ(m.TriNum(), 3);
     _sEdge* ab = t1->pEdge[0];
-    EXPECT_EQ(t3->pEdge[0], ab);  // points to the edge ...
-    EXPECT_EQ(ab->pTri[0], t1);   // ... which keeps its first two
-    EXPECT_EQ(ab->pTri[1], t2);
+    EXPECT_EQ(t3->pEdge[0], ab);                          // points to the edge ...
+    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);  // ... which keeps its first two
     EXPECT_FALSE(ab->AddEdgeTri(t3));
     EXPECT_EQ(m.CheckMeshDataUnite(), 2);
     EXPECT_FALSE(m.CheckEdgeOk());
-    EXPECT_FALSE(m.IsMeshOk());
     EXPECT_TRUE(CKrMeshData::IsBorderTri(t3));
     // Removing the third triangle restores a sound mesh.
     m.DelTri(t3);
-    EXPECT_EQ(ab->pTri[0], t1);
-    EXPECT_EQ(ab->pTri[1], t2);
+    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);
     EXPECT_TRUE(m.IsMeshOk());
 }
 
@@ -138,7 +110,6 @@ TEST(MeshEdit, MergeToleranceIsProcessWide)
         EXPECT_DOUBLE_EQ(g_dVerTol, 0.001);
         _sVertex* w = other.InsertVertex(CKrPoint3d(5, 5, 5));
         EXPECT_NE(other.InsertVertex(CKrPoint3d(5.005, 5, 5)), w);
-        EXPECT_EQ(other.m_setVer.size(), 2u);
         // The first mesh now keeps 0.005-apart points apart too.
         _sVertex* u = m.InsertVertex(CKrPoint3d(10, 10, 10));
         EXPECT_NE(m.InsertVertex(CKrPoint3d(10.005, 10, 10)), u);
@@ -151,7 +122,7 @@ TEST(MeshEdit, MergeToleranceIsProcessWide)
 
 TEST(MeshEdit, TolerantVertexOrder)
 {
-    CKrMeshData m;
+    CKrMeshData m;  // tolerance 0.01
     CKrVerLess less;
     _sVertex a(CKrPoint3d(0, 0, 0));
     // Apart by more than the tolerance on x: x decides, whatever y.
@@ -175,18 +146,6 @@ TEST(MeshEdit, TolerantVertexOrder)
     EXPECT_TRUE(less(&f, &a));
     EXPECT_FALSE(less(&a, &f));
     EXPECT_TRUE(less(&g, &a));
-
-    // The set walks in this order: an export sorts by x, then y, then z.
-    std::vector<CKrPoint3d> pts{{3, 0, 0}, {1, 2, 0}, {1, 1, 5}, {1, 1, 4}, {-2, 9, 9}};
-    m.InputData(pts, {}, true);
-    std::vector<CKrPoint3d> out;
-    m.OutputPoints(out);
-    ASSERT_EQ(out.size(), 5u);
-    EXPECT_DOUBLE_EQ(out[0].x, -2);
-    EXPECT_DOUBLE_EQ(out[1].z, 4);
-    EXPECT_DOUBLE_EQ(out[2].z, 5);
-    EXPECT_DOUBLE_EQ(out[3].y, 2);
-    EXPECT_DOUBLE_EQ(out[4].x, 3);
 }
 
 TEST(MeshEdit, InvertKeepsEdgeSlots)
@@ -194,30 +153,20 @@ TEST(MeshEdit, InvertKeepsEdgeSlots)
     Quad q;
     CKrMeshData& m = q.m;
     _sTri* t = m.AddTri(q.a, q.b, q.c);
-    _sEdge* e0 = t->pEdge[0];
-    _sEdge* e1 = t->pEdge[1];
-    _sEdge* e2 = t->pEdge[2];
+    _sEdge* e[3] = {t->pEdge[0], t->pEdge[1], t->pEdge[2]};
     t->Invert();
-    EXPECT_EQ(t->pVer[0], q.b);
-    EXPECT_EQ(t->pVer[1], q.a);
-    EXPECT_EQ(t->pEdge[0], e0);
-    EXPECT_EQ(t->pEdge[1], e1);  // now joins pVer[0]-pVer[2]
-    EXPECT_EQ(m.FindEdgeByVer(t->pVer[0], t->pVer[1], t), e0);
-    EXPECT_EQ(m.FindEdgeByVer(t->pVer[1], t->pVer[2], t), e2);
-    EXPECT_EQ(m.FindEdgeByVer(t->pVer[0], t->pVer[2], t), e1);
+    EXPECT_TRUE(t->pVer[0] == q.b && t->pVer[1] == q.a);
+    EXPECT_TRUE(t->pEdge[0] == e[0] && t->pEdge[1] == e[1]);  // pEdge[1] now joins pVer[0]-pVer[2]
+    EXPECT_EQ(m.FindEdgeByVer(t->pVer[1], t->pVer[2], t), e[2]);
+    EXPECT_EQ(m.FindEdgeByVer(t->pVer[0], t->pVer[2], t), e[1]);
     // The mesh stays consistent, and inverting twice restores every triangle.
     m.AddTri(q.b, q.a, q.d);
     EXPECT_TRUE(m.IsMeshOk());
-    std::vector<std::array<_sVertex*, 3>> before;
-    for (_sTri* x : m.m_setTri) before.push_back({x->pVer[0], x->pVer[1], x->pVer[2]});
+    const auto before = meshtest::TriKeys(m);
     m.Invert();
+    EXPECT_NE(meshtest::TriKeys(m), before);
     m.Invert();
-    std::vector<std::array<_sVertex*, 3>> after;
-    for (_sTri* x : m.m_setTri) after.push_back({x->pVer[0], x->pVer[1], x->pVer[2]});
-    EXPECT_EQ(before, after);
-    m.Invert();
-    EXPECT_EQ(t->pVer[0], q.a);
-    EXPECT_EQ(t->pVer[1], q.b);
+    EXPECT_EQ(meshtest::TriKeys(m), before);
 }
 
 TEST(MeshEdit, OctreeFollowsEdits)
@@ -231,11 +180,9 @@ TEST(MeshEdit, OctreeFollowsEdits)
     meshtest::Grid(4, 4, pts, ids);
     m.InputData(pts, ids, true);
     ASSERT_NE(m.m_pOctTree, nullptr);
-    std::vector<void*> all;
-    m.m_pOctTree->GetAllItems(all);
-    EXPECT_EQ(all.size(), 32u);
 
-    // AddTri files the new triangle; DelTri takes it out again.
+    // AddTri files the new triangle where a box query finds it (the tree
+    // holding exactly the live triangles is checked under random edits).
     _sTri* t = m.AddTri(meshtest::VertexAt(m, 0, 0), meshtest::VertexAt(m, 4, 4), meshtest::VertexAt(m, 0, 4));
     ASSERT_NE(t, nullptr);
     std::vector<GeoTreeEx::_sOctaNode*> nodes;
@@ -244,20 +191,14 @@ TEST(MeshEdit, OctreeFollowsEdits)
     for (auto* n : nodes)
         for (void* p : n->m_vecItems) found |= p == t;
     EXPECT_TRUE(found);
-    m.DelTri(t);
-    all.clear();
-    m.m_pOctTree->GetAllItems(all);
-    EXPECT_EQ(all.size(), 32u);
-    EXPECT_EQ(std::count(all.begin(), all.end(), static_cast<void*>(t)), 0);
 
     // ClearTriData empties the tree; the vertices stay without triangles.
     m.ClearTriData();
-    EXPECT_EQ(m.TriNum(), 0);
-    EXPECT_TRUE(m.m_setEdge.empty());
+    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty());
     EXPECT_EQ(m.m_setVer.size(), 25u);
     for (_sVertex* v : m.m_setVer) EXPECT_TRUE(v->setTri.empty());
     ASSERT_NE(m.m_pOctTree, nullptr);
-    all.clear();
+    std::vector<void*> all;
     m.m_pOctTree->GetAllItems(all);
     EXPECT_TRUE(all.empty());
     // Adding to the emptied mesh works and is sound.
@@ -266,8 +207,7 @@ TEST(MeshEdit, OctreeFollowsEdits)
     EXPECT_TRUE(m.IsMeshOk());
 
     m.ClearAllData();
-    EXPECT_TRUE(m.m_setVer.empty());
-    EXPECT_EQ(m.TriNum(), 0);
+    EXPECT_TRUE(m.m_setVer.empty() && m.TriNum() == 0);
     EXPECT_EQ(m.GetMaxLimit().x, -DBL_MAX);
     EXPECT_EQ(m.GetMinLimit().z, DBL_MAX);
 }
@@ -281,39 +221,30 @@ TEST(MeshEdit, RandomChurnStaysSound)
     m.InputData(pts, ids, true);
     std::vector<_sVertex*> vs(m.m_setVer.begin(), m.m_setVer.end());
     std::mt19937 rng(5);
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 1000; ++round) {
         if (rng() % 2 && m.TriNum() > 0) {
-            auto it = m.m_setTri.begin();
-            std::advance(it, static_cast<long>(rng() % m.m_setTri.size()));
-            m.DelTri(*it);
+            m.DelTri(*std::next(m.m_setTri.begin(), static_cast<long>(rng() % m.m_setTri.size())));
         } else {
             _sVertex* a = vs[rng() % vs.size()];
             _sVertex* b = vs[rng() % vs.size()];
             _sVertex* c = vs[rng() % vs.size()];
             // Only add where each edge still has a free slot, so the mesh stays representable.
             bool room = a != b && b != c && c != a;
-            for (auto [p, q] : {std::pair{a, b}, std::pair{b, c}, std::pair{c, a}}) {
-                if (!room) break;
-                _sEdge* e = m.m_setEdge.FindPair(p, q);
-                room = !e || !e->pTri[0] || !e->pTri[1];
+            for (auto [p, r] : {std::pair{a, b}, std::pair{b, c}, std::pair{c, a}}) {
+                _sEdge* e = room ? m.m_setEdge.FindPair(p, r) : nullptr;
+                room = room && (!e || !e->pTri[0] || !e->pTri[1]);
             }
             if (room) {
                 ASSERT_NE(m.AddTri(a, b, c), nullptr);
             }
         }
         if (round % 100 == 0) {
-            ASSERT_EQ(m.CheckMeshDataSame(), 0);
-            ASSERT_EQ(m.CheckMeshDataNull(), 0);
-            ASSERT_EQ(m.CheckMeshDataUnite(), 0);
-            ASSERT_TRUE(m.IsMeshOk());
+            ASSERT_TRUE(m.IsMeshOk()) << round;
         }
     }
     EXPECT_TRUE(m.IsMeshOk());
-    // The octree holds exactly the live triangles.
+    // The octree holds exactly the live triangles, each once.
     std::vector<void*> all;
     m.m_pOctTree->GetAllItems(all);
-    std::set<void*> inTree(all.begin(), all.end());
-    std::set<void*> live(m.m_setTri.begin(), m.m_setTri.end());
-    EXPECT_EQ(all.size(), inTree.size());
-    EXPECT_EQ(inTree, live);
+    EXPECT_EQ(std::multiset<void*>(all.begin(), all.end()), std::multiset<void*>(m.m_setTri.begin(), m.m_setTri.end()));
 }

@@ -41,9 +41,6 @@ int g_items[64];  // addresses used as items
 TEST(Octree, InitAndChildLayout)
 {
     CKrOctaTreeEx tree;
-    EXPECT_EQ(tree.m_pRoot, nullptr);
-    EXPECT_EQ(tree.m_nMaxDepth, 10);
-    EXPECT_DOUBLE_EQ(tree.m_dLooseness, 0.2);
     EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);  // no root yet
 
     tree.Init(0, 0, 0, 10, 20, 40, 8, 0.2);
@@ -69,9 +66,6 @@ TEST(Octree, InitAndChildLayout)
     ExpectBox(tree.m_pRoot->m_dItemBox, 0, 0, 0, 10, 20, 40);
 
     tree.Clear();
-    EXPECT_EQ(tree.m_pRoot, nullptr);
-    EXPECT_EQ(tree.m_nMaxDepth, -1);
-    EXPECT_DOUBLE_EQ(tree.m_dLooseness, 0.2);
     EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);
     std::vector<void*> all;
     tree.GetAllItems(all);
@@ -118,9 +112,7 @@ TEST(Octree, DegenerateBoxesDescendToMaxDepth)
     // A second point in the same place goes to the same node, which stays a leaf.
     EXPECT_EQ(tree.AddItem(&g_items[1], 37, 61, 5, 37, 61, 5), n);
     EXPECT_TRUE(n->IsLeaf());
-    ASSERT_EQ(n->m_vecItems.size(), 2u);
-    EXPECT_EQ(n->m_vecItems[0], &g_items[0]);
-    EXPECT_EQ(n->m_vecItems[1], &g_items[1]);
+    EXPECT_EQ(n->m_vecItems, (std::vector<void*>{&g_items[0], &g_items[1]}));
     // The node's box encloses the point and has 0.6^8 of the root's extent.
     EXPECT_LE(n->m_dBox[0], 37);
     EXPECT_GE(n->m_dBox[3], 37);
@@ -212,18 +204,15 @@ TEST(Octree, RemoveItem)
     tree.AddItem(&g_items[2], 5, 5, 5, 5, 5, 5);
     tree.AddItem(&g_items[3], 0, 0, 0, 10, 10, 10);
 
-    // A pointer that was never added: false, nothing changes.
+    // A pointer never added, a box outside the root, the right pointer under
+    // the wrong box: false, nothing changes.
     EXPECT_FALSE(tree.RemoveItem(&g_items[9], 5, 5, 5, 5, 5, 5));
-    EXPECT_EQ(n->m_vecItems.size(), 3u);
-    // A box outside the root: false.
     EXPECT_FALSE(tree.RemoveItem(&g_items[0], 50, 50, 50, 51, 51, 51));
-    // The right pointer under the wrong box is not found either.
     EXPECT_FALSE(tree.RemoveItem(&g_items[3], 5, 5, 5, 5, 5, 5));
+    EXPECT_EQ(n->m_vecItems.size(), 3u);
 
     EXPECT_TRUE(tree.RemoveItem(&g_items[1], 5, 5, 5, 5, 5, 5));
-    ASSERT_EQ(n->m_vecItems.size(), 2u);
-    EXPECT_EQ(n->m_vecItems[0], &g_items[0]);  // order of the others kept
-    EXPECT_EQ(n->m_vecItems[1], &g_items[2]);
+    EXPECT_EQ(n->m_vecItems, (std::vector<void*>{&g_items[0], &g_items[2]}));  // order of the others kept
     EXPECT_FALSE(tree.RemoveItem(&g_items[1], 5, 5, 5, 5, 5, 5));
     EXPECT_TRUE(tree.RemoveItem(&g_items[3], 0, 0, 0, 10, 10, 10));
     EXPECT_TRUE(tree.m_pRoot->m_vecItems.empty());
@@ -269,19 +258,16 @@ TEST(Octree, ItemsAlongRay)
     tree.AddItem(&g_items[0], 10, 10, 10, 11, 11, 11);
     tree.AddItem(&g_items[1], 50, 50, 50, 51, 51, 51);
     tree.AddItem(&g_items[2], 10, 90, 10, 11, 91, 11);
-    std::set<void*> out;
-    // The diagonal passes through the first two boxes only.
-    tree.GetItemsAlongRay(CKrPoint3d(0, 0, 0), KrTesGeo::CGeoVector(1, 1, 1), out);
-    EXPECT_EQ(out.count(&g_items[0]), 1u);
-    EXPECT_EQ(out.count(&g_items[1]), 1u);
-    EXPECT_EQ(out.count(&g_items[2]), 0u);
-    // Pointing away from everything: nothing.
-    out.clear();
-    tree.GetItemsAlongRay(CKrPoint3d(-50, -50, -50), KrTesGeo::CGeoVector(-1, 0, 0), out);
-    EXPECT_TRUE(out.empty());
-    // A vertical ray through the third item's column.
-    out.clear();
-    tree.GetItemsAlongRay(CKrPoint3d(10.5, 90.5, 200), KrTesGeo::CGeoVector(0, 0, -1), out);
-    EXPECT_EQ(out.count(&g_items[2]), 1u);
-    EXPECT_EQ(out.count(&g_items[0]), 0u);
+    auto along = [&tree](const CKrPoint3d& o, const KrTesGeo::CGeoVector& d) {
+        std::set<void*> out;
+        tree.GetItemsAlongRay(o, d, out);
+        return out;
+    };
+    // The diagonal passes through the first two boxes only (the candidates
+    // are the items of the nodes the ray meets).
+    const std::set<void*> diag = along(CKrPoint3d(0, 0, 0), KrTesGeo::CGeoVector(1, 1, 1));
+    EXPECT_TRUE(diag.count(&g_items[0]) == 1u && diag.count(&g_items[1]) == 1u && diag.count(&g_items[2]) == 0u);
+    EXPECT_TRUE(along(CKrPoint3d(-50, -50, -50), KrTesGeo::CGeoVector(-1, 0, 0)).empty());  // pointing away
+    const std::set<void*> down = along(CKrPoint3d(10.5, 90.5, 200), KrTesGeo::CGeoVector(0, 0, -1));
+    EXPECT_TRUE(down.count(&g_items[2]) == 1u && down.count(&g_items[0]) == 0u);
 }

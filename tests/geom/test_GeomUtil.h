@@ -1,7 +1,9 @@
-#ifndef KRTES_TEST_KRPLANARSHAPES_H
-#define KRTES_TEST_KRPLANARSHAPES_H
+#ifndef KRTES_TEST_GEOMUTIL_H
+#define KRTES_TEST_GEOMUTIL_H
 
-// Small builders shared by the plan-geometry and polyline tests.
+// Small builders and comparisons shared by the geometry tests.
+
+#include <gtest/gtest.h>
 
 #include <initializer_list>
 #include <utility>
@@ -9,6 +11,14 @@
 
 #include "geom/KrPoint3d.h"
 #include "geom/KrPolyLine.h"
+
+// p and q within tol of each other (0 asks for the very same coordinates).
+inline ::testing::AssertionResult Near(const CKrPoint3d& p, const CKrPoint3d& q, double tol = 1e-9)
+{
+    if (p.Distance(q) <= tol) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "(" << p.x << ", " << p.y << ", " << p.z << ") vs (" << q.x << ", "
+                                         << q.y << ", " << q.z << ")";
+}
 
 // Plan points (z = 0) from (x, y) pairs.
 inline std::vector<CKrPoint3d> Ring(std::initializer_list<std::pair<double, double>> xy)
