@@ -15,6 +15,7 @@ TEST(KrTransReferent, UnsetOrBadFrameFailsEveryTransformation)
     EXPECT_FALSE(f.Trans2DTo3D(out, CKrPoint3d(1, 2, 3)));
     EXPECT_EQ(out.x, 7.0);
     std::vector<CKrPoint3d> v{CKrPoint3d(1, 1, 1)}, o{CKrPoint3d(5, 5, 5)};
+    EXPECT_FALSE(f.Trans3DTo2D(o, v));
     EXPECT_FALSE(f.Trans2DTo3D(o, v));
     EXPECT_TRUE(o.size() == 1u && o[0].x == 5.0);
     EXPECT_FALSE(f.SetData(CGeoVector(0, 0, 0), CKrPoint3d(1, 2, 3)));
