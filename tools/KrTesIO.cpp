@@ -229,54 +229,62 @@ bool WriteMeshFile(const std::string& path, const std::vector<CKrPoint3d>& pts,
         err = path + ": unknown output format '" + ext + "' (use .obj or .ply)";
         return false;
     }
+    return WriteFileWhole(path, [&](std::FILE* f) {
+        bool ok = true;
+        std::string buf;
+        buf.reserve(1 << 20);
+        auto flush = [&](bool force) {
+            if (ok && (force || buf.size() > (1u << 20))) {
+                ok = WriteAll(f, buf);
+                buf.clear();
+            }
+        };
+        if (ext == ".obj") {
+            buf += "# " + std::to_string(pts.size()) + " vertices, " + std::to_string(tris.size()) + " triangles\n";
+            for (const CKrPoint3d& p : pts) {
+                buf += "v ";
+                AppendPoint(buf, p);
+                flush(false);
+            }
+            for (const KrTesGeo::_sTri_ID& t : tris) {
+                buf += "f " + std::to_string(t[0] + 1) + ' ' + std::to_string(t[1] + 1) + ' ' + std::to_string(t[2] + 1) +
+                       '\n';
+                flush(false);
+            }
+        } else {
+            buf += "ply\nformat binary_little_endian 1.0\ncomment written by krtes\n";
+            buf += "element vertex " + std::to_string(pts.size()) + "\n";
+            buf += "property double x\nproperty double y\nproperty double z\n";
+            buf += "element face " + std::to_string(tris.size()) + "\n";
+            buf += "property list uchar int vertex_indices\nend_header\n";
+            for (const CKrPoint3d& p : pts) {
+                PutLE(buf, p.x);
+                PutLE(buf, p.y);
+                PutLE(buf, p.z);
+                flush(false);
+            }
+            for (const KrTesGeo::_sTri_ID& t : tris) {
+                PutLE(buf, static_cast<unsigned char>(3));
+                for (int k = 0; k < 3; ++k) PutLE(buf, static_cast<int32_t>(t[k]));
+                flush(false);
+            }
+        }
+        flush(true);
+        return ok;
+    }, err);
+}
+
+bool WriteFileWhole(const std::string& path, const std::function<bool(std::FILE*)>& body, std::string& err)
+{
     const std::string tmp = path + ".part";
     std::FILE* f = std::fopen(tmp.c_str(), "wb");
     if (!f) {
         err = path + ": cannot create file: " + std::strerror(errno);
         return false;
     }
-    bool ok = true;
-    std::string buf;
-    buf.reserve(1 << 20);
-    auto flush = [&](bool force) {
-        if (ok && (force || buf.size() > (1u << 20))) {
-            ok = WriteAll(f, buf);
-            buf.clear();
-        }
-    };
-    if (ext == ".obj") {
-        buf += "# " + std::to_string(pts.size()) + " vertices, " + std::to_string(tris.size()) + " triangles\n";
-        for (const CKrPoint3d& p : pts) {
-            buf += "v ";
-            AppendPoint(buf, p);
-            flush(false);
-        }
-        for (const KrTesGeo::_sTri_ID& t : tris) {
-            buf += "f " + std::to_string(t[0] + 1) + ' ' + std::to_string(t[1] + 1) + ' ' + std::to_string(t[2] + 1) +
-                   '\n';
-            flush(false);
-        }
-    } else {
-        buf += "ply\nformat binary_little_endian 1.0\ncomment written by krtes\n";
-        buf += "element vertex " + std::to_string(pts.size()) + "\n";
-        buf += "property double x\nproperty double y\nproperty double z\n";
-        buf += "element face " + std::to_string(tris.size()) + "\n";
-        buf += "property list uchar int vertex_indices\nend_header\n";
-        for (const CKrPoint3d& p : pts) {
-            PutLE(buf, p.x);
-            PutLE(buf, p.y);
-            PutLE(buf, p.z);
-            flush(false);
-        }
-        for (const KrTesGeo::_sTri_ID& t : tris) {
-            PutLE(buf, static_cast<unsigned char>(3));
-            for (int k = 0; k < 3; ++k) PutLE(buf, static_cast<int32_t>(t[k]));
-            flush(false);
-        }
-    }
-    flush(true);
-    if (std::fclose(f) != 0) ok = false;
-    if (ok && std::rename(tmp.c_str(), path.c_str()) != 0) ok = false;
+    bool ok = body(f);
+    ok = std::fclose(f) == 0 && ok;
+    ok = ok && std::rename(tmp.c_str(), path.c_str()) == 0;
     if (!ok) {
         err = path + ": write failed: " + std::strerror(errno);
         std::remove(tmp.c_str());

@@ -8,6 +8,8 @@
 // the line number ("points.xyz:12: ..."); nothing throws.
 
 #include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,10 @@ bool WriteMeshFile(const std::string& path, const std::vector<CKrPoint3d>& pts,
 // Appends "x y z\n" with each number in the shortest form that reads back
 // exactly.
 void AppendPoint(std::string& buf, const CKrPoint3d& p);
+
+// Writes a file whole or not at all: body writes to a temporary file beside
+// path, which is renamed to path only when body and closing succeed.
+bool WriteFileWhole(const std::string& path, const std::function<bool(std::FILE*)>& body, std::string& err);
 
 // Lower-case extension of a path including the dot ("" when none).
 std::string Extension(const std::string& path);

@@ -285,13 +285,8 @@ CKrMeshQuery::eTriHitMesh CKrMeshQuery::HitTestTri(const CKrPoint3d& a, const CK
 bool CKrMeshQuery::GetVersInMapPolygon(const std::vector<CKrPoint3d>& polygon, std::vector<_sVertex*>& out) const
 {
     if (polygon.size() < 3) return false;
-    double x0 = DBL_MAX, y0 = DBL_MAX, x1 = -DBL_MAX, y1 = -DBL_MAX;
-    for (const CKrPoint3d& p : polygon) {
-        x0 = std::min(x0, p.x);
-        y0 = std::min(y0, p.y);
-        x1 = std::max(x1, p.x);
-        y1 = std::max(y1, p.y);
-    }
+    double x0, y0, x1, y1;
+    KrTesGeo::GetPlanBound(polygon, x0, y0, x1, y1);
     std::vector<_sVertex*> vers;
     if (const GeoTreeEx::CKrOctaTreeEx* tree = m_mesh.m_pOctTree) {
         std::vector<GeoTreeEx::_sOctaNode*> nodes;

@@ -4,6 +4,7 @@
 #include <cfloat>
 
 #include "edit/KrMeshQuery.h"
+#include "geom/KrPlanarInternal.h"
 #include "geom/KrPlanarFunc.h"
 #include "geom/KrSpaceMath.h"
 #include "krtesmath/TESCommFunc.h"
@@ -115,13 +116,8 @@ void CKrMeshTrans::SignTrisInPolygon(const std::vector<CKrPoint3d>& polygon) con
     if (polygon.size() < 3) return;
     const GeoTreeEx::CKrOctaTreeEx* tree = m_pMesh->m_pOctTree;
     if (!tree) return;
-    double x0 = DBL_MAX, y0 = DBL_MAX, x1 = -DBL_MAX, y1 = -DBL_MAX;
-    for (const CKrPoint3d& p : polygon) {
-        x0 = std::min(x0, p.x);
-        y0 = std::min(y0, p.y);
-        x1 = std::max(x1, p.x);
-        y1 = std::max(y1, p.y);
-    }
+    double x0, y0, x1, y1;
+    KrTesGeo::GetPlanBound(polygon, x0, y0, x1, y1);
     const double eps = 1e-6;
     std::vector<GeoTreeEx::_sOctaNode*> nodes;
     tree->GetNodesInRect(x0 - eps, y0 - eps, x1 + eps, y1 + eps, nodes);

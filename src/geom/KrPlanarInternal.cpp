@@ -1,6 +1,7 @@
 #include "geom/KrPlanarInternal.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 namespace KrTesGeo {
@@ -255,6 +256,18 @@ bool TriangulatePolygonByAngle(const std::vector<CKrPoint3d>& poly, std::vector<
     }
     emit(rem[0], rem[1], rem[2]);
     return true;
+}
+
+void GetPlanBound(const std::vector<CKrPoint3d>& pts, double& x0, double& y0, double& x1, double& y1)
+{
+    x0 = y0 = DBL_MAX;
+    x1 = y1 = -DBL_MAX;
+    for (const CKrPoint3d& p : pts) {
+        x0 = std::min(x0, p.x);
+        y0 = std::min(y0, p.y);
+        x1 = std::max(x1, p.x);
+        y1 = std::max(y1, p.y);
+    }
 }
 
 }  // namespace KrTesGeo

@@ -61,6 +61,10 @@ bool IsBoxOverlap2D(double minx1, double miny1, double maxx1, double maxy1, doub
 bool IsBoxOverlap2DEx(double minx1, double miny1, double maxx1, double maxy1, double minx2, double miny2,
                       double maxx2, double maxy2, double eps);
 
+// Plan extent of a point list: min x, min y, max x, max y (the largest
+// doubles, inverted, for an empty list).
+void GetPlanBound(const std::vector<CKrPoint3d>& pts, double& x0, double& y0, double& x1, double& y1);
+
 // Perpendicular plan distance from P to the infinite line AB (A != B).
 double GetDistPtToLine2D(double px, double py, double ax, double ay, double bx, double by);
 

@@ -57,6 +57,15 @@ void Split(_sOctaNode* node, double looseness)
     }
 }
 
+// The first child, in the order 0..7, whose box contains the box; null for
+// none. This is the one path an item goes down, and is looked up again by.
+_sOctaNode* FirstChildContaining(_sOctaNode* node, const double* box)
+{
+    for (_sOctaNode* c : node->m_pChild)
+        if (BoxContains(c->m_dBox, box)) return c;
+    return nullptr;
+}
+
 void CollectNodesInBox(_sOctaNode* node, const double* q, std::vector<_sOctaNode*>& out)
 {
     if (node->m_nTreeItems == 0 || !BoxOverlaps(node->m_dBox, q)) return;
@@ -173,13 +182,7 @@ _sOctaNode* CKrOctaTreeEx::AddItem(void* item, double minX, double minY, double 
     ++node->m_nTreeItems;
     for (int level = 0; level < m_nMaxDepth; ++level) {
         if (node->IsLeaf()) Split(node, m_dLooseness);
-        _sOctaNode* next = nullptr;
-        for (_sOctaNode* c : node->m_pChild) {
-            if (BoxContains(c->m_dBox, box)) {
-                next = c;
-                break;
-            }
-        }
+        _sOctaNode* next = FirstChildContaining(node, box);
         if (!next) break;
         node = next;
         ++node->m_nTreeItems;
@@ -201,13 +204,7 @@ bool CKrOctaTreeEx::RemoveItem(void* item, double minX, double minY, double minZ
     _sOctaNode* node = m_pRoot;
     std::vector<_sOctaNode*> path{node};
     while (!node->IsLeaf()) {
-        _sOctaNode* next = nullptr;
-        for (_sOctaNode* c : node->m_pChild) {
-            if (BoxContains(c->m_dBox, box)) {
-                next = c;
-                break;
-            }
-        }
+        _sOctaNode* next = FirstChildContaining(node, box);
         if (!next) break;
         node = next;
         path.push_back(node);
