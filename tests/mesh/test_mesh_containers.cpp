@@ -83,11 +83,16 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
     }
     EXPECT_EQ(Items(set), Items(ref));
 
-    // Foreign pointers are never members.
+    // Foreign pointers are never members: one on the stack, one into a
+    // record but misaligned, one just past the records of a chunk.
+    CKrPoolSet<Rec> fresh;
+    Rec* r0 = fresh.Create();
     Rec outside;
-    EXPECT_EQ(set.count(&outside), 0u);
-    EXPECT_FALSE(set.insert(&outside).second);
-    EXPECT_FALSE(set.Destroy(&outside));
+    for (Rec* p : {&outside, reinterpret_cast<Rec*>(reinterpret_cast<char*>(r0) + 4), r0 + 64}) {
+        EXPECT_EQ(fresh.count(p), 0u);
+        EXPECT_FALSE(fresh.insert(p).second);
+        EXPECT_FALSE(fresh.Destroy(p));
+    }
 
     // Erase while iterating, every other element.
     bool odd = false;

@@ -53,6 +53,7 @@ TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
     EXPECT_EQ(m.FindEdgeByVer(q.c, q.a, t1), t1->pEdge[2]);
     EXPECT_EQ(m.FindEdgeByVer(q.a, q.d, t1), nullptr);
     EXPECT_EQ(m.FindEdgeByVer(nullptr, q.b, t1), nullptr);
+    EXPECT_EQ(m.FindEdgeByVer(q.a, q.b, nullptr), nullptr);
     EXPECT_TRUE(q.a->setTri.size() == 2u && q.c->setTri.size() == 1u && q.d->setTri.count(t2) == 1u);
     EXPECT_TRUE(m.IsMeshOk());
     // AddTri does not move the extent.
@@ -71,6 +72,7 @@ TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
     m.DelTri(nullptr);
     EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && q.a->setTri.empty());
     EXPECT_EQ(m.m_setVer.size(), 5u);  // vertices stay
+    EXPECT_TRUE(m.IsMeshOk());         // a mesh without triangles is sound
 }
 
 TEST(MeshEdit, ThirdTriangleOnAnEdge)
