@@ -65,26 +65,24 @@ CKrPlanTriGrid::CKrPlanTriGrid(const CKrMeshData& mesh, double margin)
         r[2] = ix(b[2]);
         r[3] = iy(b[3]);
     };
+    // Two passes over the cells each triangle's widened box covers: count
+    // the entries of every cell, then fill them.
+    auto forCells = [&](auto&& visit) {
+        for (const _sTri* t : mesh.m_setTri) {
+            double b[4];
+            std::size_t r[4];
+            PlanBox(t, margin, b);
+            range(b, r);
+            for (std::size_t j = r[1]; j <= r[3]; ++j)
+                for (std::size_t i = r[0]; i <= r[2]; ++i) visit(j * m_nX + i, t);
+        }
+    };
     m_vecStart.assign(m_nX * m_nY + 1, 0);
-    for (const _sTri* t : mesh.m_setTri) {
-        double b[4];
-        std::size_t r[4];
-        PlanBox(t, margin, b);
-        range(b, r);
-        for (std::size_t j = r[1]; j <= r[3]; ++j)
-            for (std::size_t i = r[0]; i <= r[2]; ++i) ++m_vecStart[j * m_nX + i + 1];
-    }
+    forCells([&](std::size_t c, const _sTri*) { ++m_vecStart[c + 1]; });
     for (std::size_t c = 1; c < m_vecStart.size(); ++c) m_vecStart[c] += m_vecStart[c - 1];
     m_vecTri.resize(m_vecStart.back());
     std::vector<uint32_t> fill(m_vecStart.begin(), m_vecStart.end() - 1);
-    for (const _sTri* t : mesh.m_setTri) {
-        double b[4];
-        std::size_t r[4];
-        PlanBox(t, margin, b);
-        range(b, r);
-        for (std::size_t j = r[1]; j <= r[3]; ++j)
-            for (std::size_t i = r[0]; i <= r[2]; ++i) m_vecTri[fill[j * m_nX + i]++] = t;
-    }
+    forCells([&](std::size_t c, const _sTri* t) { m_vecTri[fill[c]++] = t; });
 }
 
 bool CKrPlanTriGrid::Cell(double x, double y, std::size_t& c) const

@@ -11,6 +11,8 @@
 #include "geom/sTriID.h"
 #include "mesh/KrMeshData.h"
 
+#include "edit/EditTestUtil.h"
+
 namespace meshtest {
 
 // The elements of a container in its iteration order.
@@ -26,18 +28,7 @@ std::vector<typename C::value_type> Items(const C& c)
 inline void Grid(int nx, int ny, std::vector<CKrPoint3d>& pts, std::vector<KrTesGeo::_sTri_ID>& ids,
                  const std::function<bool(int, int)>& skip = nullptr)
 {
-    pts.clear();
-    ids.clear();
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i) pts.emplace_back(double(i), double(j), 0.1 * (i + j));
-    auto at = [nx](int i, int j) { return j * (nx + 1) + i; };
-    for (int j = 0; j < ny; ++j) {
-        for (int i = 0; i < nx; ++i) {
-            if (skip && skip(i, j)) continue;
-            ids.emplace_back(at(i, j), at(i + 1, j), at(i + 1, j + 1));
-            ids.emplace_back(at(i, j), at(i + 1, j + 1), at(i, j + 1));
-        }
-    }
+    edittest::Grid(nx, ny, [](double x, double y) { return 0.1 * (x + y); }, pts, ids, skip);
 }
 
 // A triangle as its corner coordinates, rotated to start at the
