@@ -7,7 +7,8 @@
 #include <utility>
 
 #include "build/KrPlanarVertexIndex.h"
-#include "build/KrTriLocator.h"
+#include "build/KrDelaunayCore.h"
+#include "build/KrDelaunayKernel.h"
 #include "geom/KrExactPredicates.h"
 #include "geom/KrPlanarFunc.h"
 
@@ -19,31 +20,35 @@ double g_dDelaunayTol = 0.01;
 
 inline bool IsFinite(const CKrPoint3d& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
 
-// The triangle across edge k of t (edge k joins pVer[k] and pVer[(k+1)%3]),
-// or null when t is not on that edge or the other side is empty.
-inline _sTri* Across(const _sTri* t, int k)
-{
-    const _sEdge* e = t->pEdge[k];
-    if (!e) return nullptr;
-    if (e->pTri[0] == t) return e->pTri[1];
-    if (e->pTri[1] == t) return e->pTri[0];
-    return nullptr;
-}
+// The mesh's own records as a topology for the insertion decisions.
+class CMeshTopo {
+public:
+    using Tri = _sTri*;
+    static constexpr Tri kNone = nullptr;
 
-// Temporary marks kept in a triangle's visit mark while a cavity is built;
-// every path puts the mark back to -1 (unset) before it returns.
-constexpr int32_t kUnmarked = -1;
-constexpr int32_t kInCavity = 0x4B520001;
-constexpr int32_t kReached = 0x4B520002;
-constexpr int32_t kKept = 0x4B520003;
+    explicit CMeshTopo(const CKrMeshData& mesh) : m_mesh(mesh) {}
+    // The triangle across edge k of t, or none when t is not on that edge or
+    // the other side is empty.
+    static Tri Across(const _sTri* t, int k)
+    {
+        const _sEdge* e = t->pEdge[k];
+        return e ? e->CoEdgeTri(t) : nullptr;
+    }
+    static double X(const _sTri* t, int k) { return t->pVer[k]->pt.x; }
+    static double Y(const _sTri* t, int k) { return t->pVer[k]->pt.y; }
+    static int32_t& Mark(_sTri* t) { return t->nSign[1]; }
+    std::size_t Count() const { return m_mesh.m_setTri.size(); }
+    template <class F>
+    Tri Scan(F ok) const
+    {
+        for (_sTri* t : m_mesh.m_setTri)
+            if (ok(t)) return t;
+        return nullptr;
+    }
 
-inline int32_t& Mark(_sTri* t) { return t->nSign[1]; }
-inline int32_t MarkOf(const _sTri* t) { return t->nSign[1]; }
-
-inline int Orient(const _sVertex* a, const _sVertex* b, double px, double py)
-{
-    return KrTesGeo::Orient2dExact(a->pt.x, a->pt.y, b->pt.x, b->pt.y, px, py);
-}
+private:
+    const CKrMeshData& m_mesh;
+};
 }  // namespace
 
 double CKrDelaunay::GetCoordTol() { return g_dDelaunayTol; }
@@ -138,55 +143,10 @@ void CKrDelaunay::SetTriBound()
     m_mesh.AddTri(m_pTriBound[2], m_pTriBound[1], m_pTriBound[0]);
 }
 
-_sTri* CKrDelaunay::WalkFrom(_sTri* t, double x, double y) const
-{
-    // Visibility walk with exact orientation: leave through the first edge
-    // that has the point strictly on its outer side. On a valid triangulation
-    // the walk ends; should rounding in the in-circle tests have left the
-    // triangulation slightly non-Delaunay, a deterministic walk could cycle,
-    // so after a generous number of steps the edge order is randomised
-    // (which ends with probability 1), and as a last resort every triangle is
-    // tested.
-    const std::size_t n = static_cast<std::size_t>(m_mesh.TriNum());
-    const std::size_t detLimit = 1000 + 16 * static_cast<std::size_t>(std::sqrt(static_cast<double>(n)));
-    const std::size_t hardLimit = detLimit + 4 * n + 1000;
-    uint32_t rnd = 0x9E3779B9u;
-    for (std::size_t step = 0; t && step < hardLimit; ++step) {
-        int first = 0;
-        if (step >= detLimit) {
-            rnd ^= rnd << 13;
-            rnd ^= rnd >> 17;
-            rnd ^= rnd << 5;
-            first = static_cast<int>(rnd % 3u);
-        }
-        int exitEdge = -1;
-        for (int j = 0; j < 3; ++j) {
-            const int k = (first + j) % 3;
-            if (Orient(t->pVer[k], t->pVer[(k + 1) % 3], x, y) < 0) {
-                exitEdge = k;
-                break;
-            }
-        }
-        if (exitEdge < 0) return t;
-        const _sEdge* e = t->pEdge[exitEdge];
-        if (!e || (e->pTri[0] != t && e->pTri[1] != t)) return nullptr;  // broken topology
-        t = Across(t, exitEdge);
-    }
-    if (!t) return nullptr;  // walked off the triangulated region
-    for (_sTri* c : m_mesh.m_setTri) {
-        if (Orient(c->pVer[0], c->pVer[1], x, y) >= 0 && Orient(c->pVer[1], c->pVer[2], x, y) >= 0 &&
-            Orient(c->pVer[2], c->pVer[0], x, y) >= 0)
-            return c;
-    }
-    return nullptr;
-}
-
 _sTri* CKrDelaunay::FindTri(double x, double y) const
 {
     if (m_mesh.m_setTri.empty()) return nullptr;
-    _sTri* start = m_pLocator ? m_pLocator->Start(x, y) : nullptr;
-    if (!start) start = *m_mesh.m_setTri.begin();
-    return WalkFrom(start, x, y);
+    return DelaunayCore::Walk(CMeshTopo(m_mesh), *m_mesh.m_setTri.begin(), x, y);
 }
 
 _sTri* CKrDelaunay::FindNextTri(_sTri* tri, _sVertex* a, _sVertex* b, double x1, double y1, double x2, double y2)
@@ -202,101 +162,9 @@ _sTri* CKrDelaunay::FindNextTri(_sTri* tri, _sVertex* a, _sVertex* b, double x1,
 
 void CKrDelaunay::FindCircumTri(const _sVertex* p, _sTri* start, std::vector<_sTri*>& out) const
 {
-    // Depth-first over the neighbours across AB, then BC, then CA, with an
-    // explicit stack: a point inside thousands of cocircular points has a
-    // cavity that large, and recursion that deep would overflow the stack.
-    // Membership is marked in the triangles' visit mark and cleared again.
-    const std::size_t first = out.size();
-    const double ox = m_ptOrigin.x, oy = m_ptOrigin.y;
-    std::vector<_sTri*>& stack = m_vecStack;
-    stack.clear();
-    if (start) stack.push_back(start);
-    while (!stack.empty()) {
-        _sTri* t = stack.back();
-        stack.pop_back();
-        if (MarkOf(t) == kInCavity) continue;  // already in the cavity
-        const CKrPoint3d &a = t->pVer[0]->pt, &b = t->pVer[1]->pt, &c = t->pVer[2]->pt;
-        // Evaluated in the local frame of the run (see Delaunay()).
-        if (CKrPoint3d::IsPtIn3PCircle(p->pt.x - ox, p->pt.y - oy, a.x - ox, a.y - oy, b.x - ox, b.y - oy,
-                                       c.x - ox, c.y - oy) < 0)
-            continue;
-        Mark(t) = kInCavity;
-        out.push_back(t);
-        for (int k = 2; k >= 0; --k)
-            if (_sTri* n = Across(t, k)) stack.push_back(n);
-    }
-    for (std::size_t i = first; i < out.size(); ++i) Mark(out[i]) = kUnmarked;
-}
-
-void CKrDelaunay::RepairCavity(const _sVertex* p, _sTri* start, std::vector<_sTri*>& cavity) const
-{
-    // The in-circle decisions are made in plain floating point. Near
-    // cocircular or collinear points they can disagree across an edge and
-    // leave a cavity that p does not see entirely, which would create an
-    // inverted or flat triangle. Check every boundary edge exactly and move
-    // the offending triangles in or out until p sees the whole boundary.
-    const double px = p->pt.x, py = p->pt.y;
-    for (_sTri* t : cavity) Mark(t) = kInCavity;
-    bool changed = false;
-    if (MarkOf(start) != kInCavity) {
-        Mark(start) = kInCavity;
-        cavity.push_back(start);
-        changed = true;
-    }
-    for (int round = 0; round < 64; ++round) {
-        bool again = false;
-        for (std::size_t i = 0; i < cavity.size(); ++i) {
-            _sTri* t = cavity[i];
-            if (MarkOf(t) != kInCavity) continue;
-            for (int k = 0; k < 3; ++k) {
-                _sTri* n = Across(t, k);
-                if (n && MarkOf(n) == kInCavity) continue;
-                const _sVertex *a = t->pVer[k], *b = t->pVer[(k + 1) % 3];
-                const int o = Orient(a, b, px, py);
-                if (o > 0) continue;
-                const double dx = b->pt.x - a->pt.x, dy = b->pt.y - a->pt.y;
-                const double s = (px - a->pt.x) * dx + (py - a->pt.y) * dy;
-                const bool onEdge = o == 0 && s > 0.0 && s < dx * dx + dy * dy;
-                if (onEdge && n) {
-                    Mark(n) = kInCavity;  // p lies on this edge: both sides must go
-                    cavity.push_back(n);
-                } else if (t != start) {
-                    Mark(t) = kUnmarked;  // p cannot see this edge: keep the triangle
-                } else {
-                    continue;
-                }
-                again = changed = true;
-                break;
-            }
-        }
-        if (!again) break;
-    }
-    if (changed) {
-        // Keep only what is still connected to the start triangle, in the
-        // original order.
-        std::vector<_sTri*> reach{start}, stack{start};
-        Mark(start) = kReached;
-        while (!stack.empty()) {
-            _sTri* t = stack.back();
-            stack.pop_back();
-            for (int k = 0; k < 3; ++k) {
-                _sTri* n = Across(t, k);
-                if (n && MarkOf(n) == kInCavity) {
-                    Mark(n) = kReached;
-                    stack.push_back(n);
-                }
-            }
-        }
-        std::vector<_sTri*> kept;
-        for (_sTri* t : cavity)
-            if (MarkOf(t) == kReached) {  // the list may repeat a triangle: take it once
-                kept.push_back(t);
-                Mark(t) = kKept;
-            }
-        for (_sTri* t : cavity) Mark(t) = kUnmarked;
-        cavity.swap(kept);
-    }
-    for (_sTri* t : cavity) Mark(t) = kUnmarked;
+    // Evaluated in the local frame of the run (see Delaunay()).
+    CMeshTopo topo(m_mesh);
+    DelaunayCore::CollectCavity(topo, p->pt.x, p->pt.y, m_ptOrigin.x, m_ptOrigin.y, start, out, m_vecStack);
 }
 
 bool CKrDelaunay::InsertPtIntoMesh(_sVertex* p)
@@ -308,25 +176,56 @@ bool CKrDelaunay::InsertPtIntoMesh(_sVertex* p)
     std::vector<_sTri*>& cavity = m_vecCavity;
     cavity.clear();
     FindCircumTri(p, t, cavity);
-    RepairCavity(p, t, cavity);
+    CMeshTopo topo(m_mesh);
+    DelaunayCore::RepairCavity(topo, p->pt.x, p->pt.y, t, cavity);
     if (cavity.empty()) return false;
 
     // The boundary of the cavity: every directed edge whose triangle across
     // is not in the cavity, in cavity order. (An edge shared by two cavity
     // triangles occurs twice and cancels.)
-    for (_sTri* c : cavity) Mark(c) = kInCavity;
+    for (_sTri* c : cavity) CMeshTopo::Mark(c) = DelaunayCore::kInCavity;
     std::vector<std::pair<_sVertex*, _sVertex*>>& rim = m_vecRim;
     rim.clear();
     for (_sTri* c : cavity) {
         for (int k = 0; k < 3; ++k) {
-            const _sTri* n = Across(c, k);
-            if (!n || MarkOf(n) != kInCavity) rim.emplace_back(c->pVer[k], c->pVer[(k + 1) % 3]);
+            _sTri* n = CMeshTopo::Across(c, k);
+            if (!n || CMeshTopo::Mark(n) != DelaunayCore::kInCavity) rim.emplace_back(c->pVer[k], c->pVer[(k + 1) % 3]);
         }
     }
     for (_sTri* c : cavity) m_mesh.DelTri(c);
     for (const auto& e : rim) m_mesh.AddTri(e.first, e.second, p);
-    if (m_pLocator && !rim.empty()) m_pLocator->Note(p);
     return !rim.empty();
+}
+
+void CKrDelaunay::InsertAllVertices()
+{
+    // Every vertex but the super triangle's, in the vertex set's order, into
+    // the super triangle: the same decisions as InsertPtIntoMesh, taken on
+    // compact arrays, and the finished triangles written into the mesh once.
+    if (m_mesh.m_setTri.size() != 1) return;  // no super triangle: nothing can be placed
+    _sTri* super = *m_mesh.m_setTri.begin();
+    std::vector<_sVertex*> vers;
+    vers.reserve(m_mesh.m_setVer.size());
+    uint32_t corner[3] = {0, 0, 0};
+    for (_sVertex* v : m_mesh.m_setVer) {
+        for (int k = 0; k < 3; ++k)
+            if (v == super->pVer[k]) corner[k] = static_cast<uint32_t>(vers.size());
+        vers.push_back(v);
+    }
+    const std::size_t total = vers.size();
+    CKrDelaunayKernel kernel(std::move(vers), corner[0], corner[1], corner[2], m_ptOrigin.x, m_ptOrigin.y);
+    std::size_t done = 0;
+    for (uint32_t i = 0; i < total; ++i) {
+        if (i == corner[0] || i == corner[1] || i == corner[2]) continue;
+        kernel.Insert(i);
+        if (m_fnProgress && (++done & 0xFFFF) == 0) m_fnProgress(done, total);
+    }
+    if (m_fnProgress) m_fnProgress(total, total);
+
+    m_mesh.DelTri(super);
+    for (const CKrDelaunayKernel::Face& f : kernel.Faces())
+        if (f.mark != CKrDelaunayKernel::kDead)
+            m_mesh.AddTri(kernel.Vertex(f.v[0]), kernel.Vertex(f.v[1]), kernel.Vertex(f.v[2]));
 }
 
 // ---------------------------------------------------------------------------
@@ -400,19 +299,8 @@ bool CKrDelaunay::Delaunay()
             if (s > 0) m_mesh.AddTri(c, b, a);
             else m_mesh.AddTri(a, b, c);
         } else {
-            const std::size_t total = m_mesh.m_setVer.size();
             SetTriBound();
-            m_pLocator.reset(new CKrTriLocator(m_mesh.m_ptMin.x, m_mesh.m_ptMin.y, m_mesh.m_ptMax.x,
-                                               m_mesh.m_ptMax.y, total));
-            for (_sVertex* s : m_pTriBound) m_pLocator->Note(s);
-
-            std::size_t done = 0;
-            for (_sVertex* v : m_mesh.m_setVer) {
-                if (v == m_pTriBound[0] || v == m_pTriBound[1] || v == m_pTriBound[2]) continue;
-                InsertPtIntoMesh(v);
-                if (m_fnProgress && (++done & 0xFFFF) == 0) m_fnProgress(done, total);
-            }
-            if (m_fnProgress) m_fnProgress(total, total);
+            InsertAllVertices();
 
             for (const _sSeg* s : m_vecSeg) DealSegYS(s);
 
@@ -434,12 +322,10 @@ bool CKrDelaunay::Delaunay()
     } catch (const CAbort&) {
         ok = false;
     } catch (...) {
-        m_pLocator.reset();
         m_pVerIndex->Clear();
         throw;  // allocation failure: the only exception that leaves the library
     }
-    // Purged vertices may still be filed in the index and the locator.
-    m_pLocator.reset();
+    // Purged vertices may still be filed in the index.
     m_pVerIndex->Clear();
     m_mesh.ResetOctTree();
     return ok;

@@ -15,7 +15,6 @@
 namespace TesTriMesh {
 
 class CKrPlanarVertexIndex;
-class CKrTriLocator;
 
 // Constrained Delaunay triangulation in plan (z is carried along) of the
 // vertices of a caller-owned mesh: incremental insertion into a super
@@ -101,8 +100,7 @@ private:
     // Sets the outline polyline from the points' vertices (consecutive
     // duplicates and a repeated closing point dropped); false below 3 points.
     bool SetOutlineRing(const std::vector<CKrPoint3d>& pts);
-    _sTri* WalkFrom(_sTri* start, double x, double y) const;
-    void RepairCavity(const _sVertex* p, _sTri* start, std::vector<_sTri*>& cavity) const;
+    void InsertAllVertices();
     bool TriangulateChain(std::vector<_sVertex*>& poly);
     void ClipByOutlineAndHoles();
     void ClearOldTriangles();
@@ -115,7 +113,6 @@ private:
     std::vector<_sSeg*> m_vecSeg;
     bool m_bCheckYS;
     std::unique_ptr<CKrPlanarVertexIndex> m_pVerIndex;
-    std::unique_ptr<CKrTriLocator> m_pLocator;
     std::function<void(std::size_t, std::size_t)> m_fnProgress;
     // Working lists reused from one inserted point to the next.
     mutable std::vector<_sTri*> m_vecStack;

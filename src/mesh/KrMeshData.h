@@ -47,6 +47,23 @@ struct CKrVerLess {
         if (ay >= az) return a->pt.y < b->pt.y;
         return a->pt.z < b->pt.z;
     }
+    // The plan position alone decides wherever x or y differ by more than the
+    // tolerance (the points are then at least that far apart, so not
+    // equivalent): the vertex set keeps it beside each element and compares
+    // most keys without reading the vertices.
+    struct PlanKey {
+        double x, y;
+    };
+    static PlanKey Prefix(const _sVertex* v) { return PlanKey{v->pt.x, v->pt.y}; }
+    static int ComparePrefix(const PlanKey& a, const PlanKey& b)
+    {
+        const int c = TESCommFunc::CompDouble2(a.x, b.x, g_dVerTol);
+        return c != 0 ? c : TESCommFunc::CompDouble2(a.y, b.y, g_dVerTol);
+    }
+    static bool SameBand(const PlanKey& a, const PlanKey& b)
+    {
+        return TESCommFunc::CompDouble2(a.x, b.x, 4.0 * g_dVerTol) == 0;
+    }
     // Vertices whose x agree within the tolerance are ordered by y and z,
     // which is not transitive across them: the vertex set looks for an
     // equivalent vertex among such neighbours too, so that a point closer

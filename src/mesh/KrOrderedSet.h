@@ -92,6 +92,42 @@ constexpr unsigned DefaultInnerCap()
                : static_cast<unsigned>((1024 - 16 + sizeof(T)) / (sizeof(T) + sizeof(void*)));
 }
 
+// A comparator may declare a prefix of its elements that alone decides most
+// comparisons:
+//     static P Prefix(const T& x);
+//     static int ComparePrefix(P a, P b);  // < 0: a's element comes first,
+//                                          // > 0: it comes after, 0: undecided
+// The set then keeps each element's prefix beside it in the nodes, and a
+// search compares the stored prefixes, reading the elements themselves only
+// where the prefixes leave the order undecided. For pointer elements that
+// is the difference between touching a handful of nodes and touching the
+// scattered objects of every comparison.
+template <class C, class T, class = void>
+struct PrefixTraits {
+    static constexpr bool kHas = false;
+    using P = char;
+};
+template <class C, class T>
+struct PrefixTraits<C, T,
+                    std::void_t<decltype(C::ComparePrefix(C::Prefix(std::declval<const T&>()),
+                                                          C::Prefix(std::declval<const T&>())))>> {
+    static constexpr bool kHas = true;
+    using P = decltype(C::Prefix(std::declval<const T&>()));
+};
+
+// The prefix array of a node; nothing at all for comparators without prefixes.
+template <bool Has, class P, unsigned N>
+struct PrefixSlots {
+    P prefix[N];
+    P* Prefixes() { return prefix; }
+    const P* Prefixes() const { return prefix; }
+};
+template <class P, unsigned N>
+struct PrefixSlots<false, P, N> {
+    P* Prefixes() { return nullptr; }
+    const P* Prefixes() const { return nullptr; }
+};
+
 }  // namespace KrOrderedSetDetail
 
 template <class T, class Less = std::less<T>, unsigned LeafCap = KrOrderedSetDetail::DefaultLeafCap<T>(),
@@ -100,6 +136,10 @@ class CKrOrderedSet {
     static_assert(std::is_trivially_copyable<T>::value, "CKrOrderedSet moves elements with memmove");
     static_assert(LeafCap >= 4 && InnerCap >= 4, "nodes must hold at least four entries");
 
+    static constexpr bool kPrefix = KrOrderedSetDetail::PrefixTraits<Less, T>::kHas;
+    using P = typename KrOrderedSetDetail::PrefixTraits<Less, T>::P;
+    static_assert(std::is_trivially_copyable<P>::value, "prefixes are moved with memmove");
+
     struct Inner;
     struct Node {
         Inner* parent;
@@ -107,7 +147,8 @@ class CKrOrderedSet {
         bool leaf;
         explicit Node(bool isLeaf) : parent(nullptr), count(0), leaf(isLeaf) {}
     };
-    struct alignas(64) Leaf : Node {
+    // Prefixes()[i] is the prefix of v[i].
+    struct alignas(64) Leaf : Node, KrOrderedSetDetail::PrefixSlots<kPrefix, P, LeafCap> {
         Leaf* prev;
         Leaf* next;
         T v[LeafCap];
@@ -117,7 +158,8 @@ class CKrOrderedSet {
     // Keeping it exact (rather than any value between the two children) means
     // no key ever refers to an element that has been erased: the pointed-to
     // object may already be freed by then and must not be read again.
-    struct alignas(64) Inner : Node {
+    // Prefixes()[i] is the prefix of key[i].
+    struct alignas(64) Inner : Node, KrOrderedSetDetail::PrefixSlots<kPrefix, P, InnerCap - 1> {
         T key[InnerCap - 1];
         Node* child[InnerCap];
         Inner() : Node(false) {}
@@ -271,21 +313,23 @@ public:
     const_iterator lower_bound(const T& key) const
     {
         if (!m_root) return end();
+        const P pkey = PrefixOf(key);
         const Node* n = m_root;
         while (!n->leaf) {
             const Inner* in = static_cast<const Inner*>(n);
-            n = in->child[LowerIn(in->key, in->count - 1, key)];
+            n = in->child[LowerIn(in->key, in->Prefixes(), in->count - 1, key, pkey)];
             PrefetchNode(n);
         }
         const Leaf* l = static_cast<const Leaf*>(n);
-        return Normal(l, LowerIn(l->v, l->count, key));
+        return Normal(l, LowerIn(l->v, l->Prefixes(), l->count, key, pkey));
     }
     // First element e with Less(key, e).
     const_iterator upper_bound(const T& key) const
     {
         if (!m_root) return end();
-        const Leaf* l = DescendUpper(key);
-        return Normal(l, UpperIn(l->v, l->count, key));
+        const P pkey = PrefixOf(key);
+        const Leaf* l = DescendUpper(key, pkey);
+        return Normal(l, UpperIn(l->v, l->Prefixes(), l->count, key, pkey));
     }
     std::pair<const_iterator, const_iterator> equal_range(const T& key) const
     {
@@ -295,7 +339,7 @@ public:
     {
         const_iterator it = lower_bound(key);
         if (it != end() && !m_comp(key, *it)) return it;
-        return FindInBand(it, key);
+        return FindInBand(it, key, PrefixOf(key));
     }
     size_t count(const T& key) const { return find(key) != end() ? 1 : 0; }
     bool contains(const T& key) const { return find(key) != end(); }
@@ -306,18 +350,20 @@ public:
     std::pair<const_iterator, bool> insert(const T& key)
     {
         if (!m_root) return {InsertFirst(key), true};
-        Leaf* l = DescendUpper(key);
-        const size_t pos = UpperIn(l->v, l->count, key);
+        const P pkey = PrefixOf(key);
+        Leaf* l = DescendUpper(key, pkey);
+        const size_t pos = UpperIn(l->v, l->Prefixes(), l->count, key, pkey);
         const Leaf* pl = l;
         size_t pi = pos;
         if (pi == 0) {
             pl = l->prev;
             pi = pl ? pl->count : 0;
         }
-        if (pl && !m_comp(pl->v[pi - 1], key)) return {const_iterator(pl, pi - 1), false};
-        const const_iterator near = FindInBand(Normal(l, pos), key);
+        if (pl && !LessAt(pl->v[pi - 1], LeafPrefix(pl, pi - 1), key, pkey))
+            return {const_iterator(pl, pi - 1), false};
+        const const_iterator near = FindInBand(Normal(l, pos), key, pkey);
         if (near != end()) return {near, false};
-        return {InsertAt(l, pos, key), true};
+        return {InsertAt(l, pos, key, pkey), true};
     }
     // Inserts key just before hint when that is its place (the element before
     // hint is less than key and key is less than *hint): O(1) amortized for
@@ -334,7 +380,7 @@ public:
                     --p;
                     afterPrev = m_comp(*p, key);
                 }
-                if (afterPrev) return InsertAt(const_cast<Leaf*>(hint.m_leaf), hint.m_i, key);
+                if (afterPrev) return InsertAt(const_cast<Leaf*>(hint.m_leaf), hint.m_i, key, PrefixOf(key));
             }
         }
         return insert(key).first;
@@ -352,14 +398,14 @@ public:
     {
         Leaf* l = const_cast<Leaf*>(it.m_leaf);
         size_t i = it.m_i;
-        std::memmove(static_cast<void*>(l->v + i), l->v + i + 1, (l->count - i - 1) * sizeof(T));
+        LeafMove(l, i, l, i + 1, l->count - i - 1);
         --l->count;
         --m_size;
         if (m_size == 0) {
             clear();
             return end();
         }
-        if (i == 0 && l->count > 0) SetFirstKey(l, l->v[0]);
+        if (i == 0 && l->count > 0) SetFirstKey(l, l, 0);
         if (l != m_root && l->count < kLeafMin) RebalanceLeaf(l, i);
         return Normal(l, i);
     }
@@ -407,68 +453,136 @@ private:
     size_t m_size;
     Less m_comp;
 
+    // ---- prefixes -------------------------------------------------------------------
+    static P PrefixOf(const T& x)
+    {
+        if constexpr (kPrefix)
+            return Less::Prefix(x);
+        else
+            return P();
+    }
+    // Less(a, b), decided by the prefixes where they can.
+    bool LessAt(const T& a, P pa, const T& b, P pb) const
+    {
+        if constexpr (kPrefix) {
+            const int c = Less::ComparePrefix(pa, pb);
+            if (c != 0) return c < 0;
+        } else {
+            (void)pa;
+            (void)pb;
+        }
+        return m_comp(a, b);
+    }
+    // Element moves keep each prefix with its element (memmove semantics).
+    static void LeafMove(Leaf* d, size_t di, const Leaf* s, size_t si, size_t n)
+    {
+        std::memmove(static_cast<void*>(d->v + di), s->v + si, n * sizeof(T));
+        if constexpr (kPrefix)
+            std::memmove(static_cast<void*>(d->Prefixes() + di), s->Prefixes() + si, n * sizeof(P));
+    }
+    static void LeafPut(Leaf* l, size_t i, const T& x, const P& px)
+    {
+        l->v[i] = x;
+        if constexpr (kPrefix) l->Prefixes()[i] = px;
+    }
+    static void KeyMove(Inner* d, size_t di, const Inner* s, size_t si, size_t n)
+    {
+        std::memmove(static_cast<void*>(d->key + di), s->key + si, n * sizeof(T));
+        if constexpr (kPrefix)
+            std::memmove(static_cast<void*>(d->Prefixes() + di), s->Prefixes() + si, n * sizeof(P));
+    }
+    static void KeyPut(Inner* p, size_t i, const T& x, const P& px)
+    {
+        p->key[i] = x;
+        if constexpr (kPrefix) p->Prefixes()[i] = px;
+    }
+    // The prefix of l->v[i] (a default value without prefixes).
+    static P LeafPrefix(const Leaf* l, size_t i)
+    {
+        if constexpr (kPrefix)
+            return l->Prefixes()[i];
+        else
+            return P();
+    }
+
     // ---- searching within a node ----------------------------------------------------
     // Index of the first of a[0..n) that does not precede the answer, given
-    // before(x) true for a leading run of a and false after it. When the
+    // before(i) true for a leading run of indexes and false after it. When the
     // result is i > 0, a[i - 1] has itself been tested, which insert relies on.
     //
-    // The search halves the range without branching on the outcome, and for
-    // pointer elements starts loading every candidate of the next two probes
-    // before it compares, so that the reads of scattered elements overlap
-    // instead of following one another. Once base has moved, base[0] is
-    // known to precede the answer and needs no last comparison.
+    // The search halves the range without branching on the outcome. For
+    // pointer elements compared through the objects (no prefixes) it starts
+    // loading every candidate of the next two probes before it compares, so
+    // that the reads of scattered elements overlap instead of following one
+    // another. Once base has moved, base is known to precede the answer and
+    // needs no last comparison.
     template <class Before>
     static size_t Search(const T* a, size_t n, Before before)
     {
-        using KrOrderedSetDetail::PrefetchElement;
         if (n == 0) return 0;
-        const T* base = a;
-        if (n > 1) PrefetchElement(base[n / 2]);
+        size_t base = 0;
+        if constexpr (!kPrefix) {
+            using KrOrderedSetDetail::PrefetchElement;
+            if (n > 1) PrefetchElement(a[n / 2]);
+        }
         while (n > 1) {
-            const size_t half = n / 2, n2 = n - half, h2 = n2 / 2, h3 = (n2 - h2) / 2;
-            if (n2 > 1) {
-                PrefetchElement(base[h2]);
-                PrefetchElement(base[half + h2]);
-                if (n2 - h2 > 1) {
-                    PrefetchElement(base[h3]);
-                    PrefetchElement(base[h2 + h3]);
-                    PrefetchElement(base[half + h3]);
-                    PrefetchElement(base[half + h2 + h3]);
+            const size_t half = n / 2, n2 = n - half;
+            if constexpr (!kPrefix) {
+                using KrOrderedSetDetail::PrefetchElement;
+                const size_t h2 = n2 / 2, h3 = (n2 - h2) / 2;
+                if (n2 > 1) {
+                    PrefetchElement(a[base + h2]);
+                    PrefetchElement(a[base + half + h2]);
+                    if (n2 - h2 > 1) {
+                        PrefetchElement(a[base + h3]);
+                        PrefetchElement(a[base + h2 + h3]);
+                        PrefetchElement(a[base + half + h3]);
+                        PrefetchElement(a[base + half + h2 + h3]);
+                    }
                 }
             }
-            if (before(base[half])) base += half;
+            if (before(base + half)) base += half;
             n = n2;
         }
-        if (base != a) return static_cast<size_t>(base - a) + 1;
-        return before(*a) ? 1 : 0;
+        if (base != 0) return base + 1;
+        return before(0) ? 1 : 0;
     }
     // Index of the first of a[0..n) with Less(key, a[i]); n when none.
-    size_t UpperIn(const T* a, size_t n, const T& key) const
+    size_t UpperIn(const T* a, const P* pa, size_t n, const T& key, const P& pkey) const
     {
-        return Search(a, n, [&](const T& x) { return !m_comp(key, x); });
+        return Search(a, n, [&](size_t i) { return !LessAt(key, pkey, a[i], kPrefix ? pa[i] : P()); });
     }
     // Index of the first of a[0..n) with !Less(a[i], key); n when none.
-    size_t LowerIn(const T* a, size_t n, const T& key) const
+    size_t LowerIn(const T* a, const P* pa, size_t n, const T& key, const P& pkey) const
     {
-        return Search(a, n, [&](const T& x) { return m_comp(x, key); });
+        return Search(a, n, [&](size_t i) { return LessAt(a[i], kPrefix ? pa[i] : P(), key, pkey); });
     }
 
     // Starts loading the part of a node that its search reads (a leaf's
-    // elements, an inner node's keys) as soon as the node is chosen.
-    static constexpr size_t kSearchedBytes =
-        std::min<size_t>(1024, std::max(sizeof(Leaf), 16 + sizeof(T) * (InnerCap - 1)));
+    // elements or prefixes, an inner node's keys or prefixes) as soon as the
+    // node is chosen.
     static void PrefetchNode(const Node* n)
     {
         const char* c = reinterpret_cast<const char*>(n);
-        for (size_t k = 0; k < kSearchedBytes; k += 64) KrOrderedSetDetail::Prefetch(c + k);
+        size_t bytes = std::min<size_t>(1024, std::max(sizeof(Leaf), 16 + sizeof(T) * (InnerCap - 1)));
+        if constexpr (kPrefix) {
+            if (n->leaf) {
+                c = reinterpret_cast<const char*>(static_cast<const Leaf*>(n)->Prefixes());
+                bytes = sizeof(P) * LeafCap;
+            } else {
+                c = reinterpret_cast<const char*>(static_cast<const Inner*>(n)->Prefixes());
+                bytes = sizeof(P) * (InnerCap - 1);
+            }
+        }
+        for (size_t k = 0; k < bytes; k += 64) KrOrderedSetDetail::Prefetch(c + k);
     }
 
-    Leaf* DescendUpper(const T& key) const
+    Leaf* DescendUpper(const T& key, const P& pkey) const
     {
         Node* n = m_root;
         while (!n->leaf) {
             Inner* in = static_cast<Inner*>(n);
-            n = in->child[UpperIn(in->key, in->count - 1, key)];
+            n = in->child[UpperIn(in->key, in->Prefixes(), in->count - 1, key, pkey)];
             PrefetchNode(n);
         }
         return static_cast<Leaf*>(n);
@@ -491,12 +605,12 @@ private:
     // The key naming the first element of l's subtree lives in the nearest
     // ancestor reached through a child other than its first; none for the
     // leftmost leaf.
-    static void SetFirstKey(Node* n, const T& first)
+    static void SetFirstKey(Node* n, const Leaf* l, size_t i)
     {
         while (Inner* p = n->parent) {
             const size_t j = ChildIndex(p, n);
             if (j > 0) {
-                p->key[j - 1] = first;
+                KeyPut(p, j - 1, l->v[i], LeafPrefix(l, i));
                 return;
             }
             n = p;
@@ -507,7 +621,7 @@ private:
     const_iterator InsertFirst(const T& key)
     {
         Leaf* l = new Leaf;
-        l->v[0] = key;
+        LeafPut(l, 0, key, PrefixOf(key));
         l->count = 1;
         m_root = m_first = m_last = l;
         m_size = 1;
@@ -529,27 +643,46 @@ private:
     struct HasBand<C, std::void_t<decltype(C::SameBand(std::declval<const T&>(), std::declval<const T&>()))>>
         : std::true_type {};
 
-    const_iterator FindInBand(const_iterator at, const T& key) const
+    // (With prefixes, the comparator's SameBand also takes two prefixes.)
+    bool InBand(const_iterator it, const T& key, const P& pkey) const
+    {
+        if constexpr (kPrefix)
+            return Less::SameBand(LeafPrefix(it.m_leaf, it.m_i), pkey);
+        else
+            return Less::SameBand(*it, key);
+    }
+    // Neither element precedes the other (the prefixes rule it out where they can).
+    bool Equivalent(const_iterator it, const T& key, const P& pkey) const
+    {
+        if constexpr (kPrefix) {
+            if (Less::ComparePrefix(LeafPrefix(it.m_leaf, it.m_i), pkey) != 0) return false;
+        } else {
+            (void)pkey;
+        }
+        return !m_comp(*it, key) && !m_comp(key, *it);
+    }
+    const_iterator FindInBand(const_iterator at, const T& key, const P& pkey) const
     {
         if constexpr (HasBand<Less>::value) {
             constexpr int kReach = 16;  // a cap: a band is a handful of elements
             const_iterator r = at;
-            for (int k = 0; k < kReach && r != end() && Less::SameBand(*r, key); ++k, ++r)
-                if (!m_comp(*r, key) && !m_comp(key, *r)) return r;
+            for (int k = 0; k < kReach && r != end() && InBand(r, key, pkey); ++k, ++r)
+                if (Equivalent(r, key, pkey)) return r;
             const_iterator l = at;
             for (int k = 0; k < kReach && l != begin(); ++k) {
                 --l;
-                if (!Less::SameBand(*l, key)) break;
-                if (!m_comp(*l, key) && !m_comp(key, *l)) return l;
+                if (!InBand(l, key, pkey)) break;
+                if (Equivalent(l, key, pkey)) return l;
             }
         } else {
             (void)at;
             (void)key;
+            (void)pkey;
         }
         return end();
     }
 
-    const_iterator InsertAt(Leaf* l, size_t pos, const T& key)
+    const_iterator InsertAt(Leaf* l, size_t pos, const T& key, const P& pkey)
     {
         // Position 0 of a leaf other than the first is the same place as the
         // end of the previous leaf; going there keeps the keys above exact.
@@ -558,8 +691,8 @@ private:
             pos = l->count;
         }
         if (l->count < LeafCap) {
-            std::memmove(static_cast<void*>(l->v + pos + 1), l->v + pos, (l->count - pos) * sizeof(T));
-            l->v[pos] = key;
+            LeafMove(l, pos + 1, l, pos, l->count - pos);
+            LeafPut(l, pos, key, pkey);
             ++l->count;
             ++m_size;
             return const_iterator(l, pos);
@@ -575,7 +708,7 @@ private:
         else if (pos == 0 && !l->prev)
             keep = 0;
         Leaf* r = new Leaf;
-        std::memcpy(static_cast<void*>(r->v), l->v + keep, (LeafCap - keep) * sizeof(T));
+        LeafMove(r, 0, l, keep, LeafCap - keep);
         r->count = static_cast<uint32_t>(LeafCap - keep);
         l->count = static_cast<uint32_t>(keep);
         r->prev = l;
@@ -590,25 +723,24 @@ private:
             target = r;
             pos -= keep;
         }
-        std::memmove(static_cast<void*>(target->v + pos + 1), target->v + pos,
-                     (target->count - pos) * sizeof(T));
-        target->v[pos] = key;
+        LeafMove(target, pos + 1, target, pos, target->count - pos);
+        LeafPut(target, pos, key, pkey);
         ++target->count;
         ++m_size;
-        InsertChild(l, r, r->v[0], atRightEnd);
+        InsertChild(l, r, r->v[0], LeafPrefix(r, 0), atRightEnd);
         return const_iterator(target, pos);
     }
 
     // Files the new node right, whose subtree starts with first, just after
     // left in left's parent.
-    void InsertChild(Node* left, Node* right, T first, bool atRightEnd)
+    void InsertChild(Node* left, Node* right, T first, P pfirst, bool atRightEnd)
     {
         Inner* p = left->parent;
         if (!p) {
             Inner* root = new Inner;
             root->child[0] = left;
             root->child[1] = right;
-            root->key[0] = first;
+            KeyPut(root, 0, first, pfirst);
             root->count = 2;
             left->parent = right->parent = root;
             m_root = root;
@@ -618,9 +750,9 @@ private:
         if (p->count < InnerCap) {
             const size_t n = p->count;
             std::memmove(static_cast<void*>(p->child + j + 1), p->child + j, (n - j) * sizeof(Node*));
-            std::memmove(static_cast<void*>(p->key + j), p->key + j - 1, (n - j) * sizeof(T));
+            KeyMove(p, j, p, j - 1, n - j);
             p->child[j] = right;
-            p->key[j - 1] = first;
+            KeyPut(p, j - 1, first, pfirst);
             ++p->count;
             right->parent = p;
             return;
@@ -628,12 +760,18 @@ private:
         // Split p over InnerCap + 1 children: gather them in order first.
         Node* ch[InnerCap + 1];
         T ks[InnerCap];
+        P ps[kPrefix ? InnerCap : 1];
         std::memcpy(static_cast<void*>(ch), p->child, j * sizeof(Node*));
         ch[j] = right;
         std::memcpy(static_cast<void*>(ch + j + 1), p->child + j, (InnerCap - j) * sizeof(Node*));
         std::memcpy(static_cast<void*>(ks), p->key, (j - 1) * sizeof(T));
         ks[j - 1] = first;
         std::memcpy(static_cast<void*>(ks + j), p->key + j - 1, (InnerCap - j) * sizeof(T));
+        if constexpr (kPrefix) {
+            std::memcpy(static_cast<void*>(ps), p->Prefixes(), (j - 1) * sizeof(P));
+            ps[j - 1] = pfirst;
+            std::memcpy(static_cast<void*>(ps + j), p->Prefixes() + j - 1, (InnerCap - j) * sizeof(P));
+        }
         // Children 0..m-1 stay, m..InnerCap move; ks[m - 1] goes up. At the
         // right end the new node takes only two children (a node with a
         // single child would leave its leaf without a sibling to rebalance with).
@@ -645,10 +783,14 @@ private:
         p->count = static_cast<uint32_t>(m);
         std::memcpy(static_cast<void*>(q->child), ch + m, (InnerCap + 1 - m) * sizeof(Node*));
         std::memcpy(static_cast<void*>(q->key), ks + m, (InnerCap - m) * sizeof(T));
+        if constexpr (kPrefix) {
+            std::memcpy(static_cast<void*>(p->Prefixes()), ps, (m - 1) * sizeof(P));
+            std::memcpy(static_cast<void*>(q->Prefixes()), ps + m, (InnerCap - m) * sizeof(P));
+        }
         q->count = static_cast<uint32_t>(InnerCap + 1 - m);
         for (size_t k = 0; k < m; ++k) p->child[k]->parent = p;
         for (size_t k = 0; k < q->count; ++k) q->child[k]->parent = q;
-        InsertChild(p, q, ks[m - 1], rightEdge);
+        InsertChild(p, q, ks[m - 1], ps[kPrefix ? m - 1 : 0], rightEdge);
     }
 
     // ---- erasing --------------------------------------------------------------------
@@ -666,12 +808,12 @@ private:
                 l = s;
             } else {
                 const size_t k = (s->count - l->count) / 2;
-                std::memmove(static_cast<void*>(l->v + k), l->v, l->count * sizeof(T));
-                std::memcpy(static_cast<void*>(l->v), s->v + s->count - k, k * sizeof(T));
+                LeafMove(l, k, l, 0, l->count);
+                LeafMove(l, 0, s, s->count - k, k);
                 s->count -= static_cast<uint32_t>(k);
                 l->count += static_cast<uint32_t>(k);
                 pos += k;
-                p->key[j - 1] = l->v[0];
+                KeyPut(p, j - 1, l->v[0], LeafPrefix(l, 0));
                 return;
             }
         } else {
@@ -681,14 +823,14 @@ private:
                 MergeLeaves(l, s, p, 1);
                 // l's old first element (the one just erased) may still
                 // name l's subtree higher up.
-                if (wasEmpty) SetFirstKey(l, l->v[0]);
+                if (wasEmpty) SetFirstKey(l, l, 0);
             } else {
                 const size_t k = (s->count - l->count) / 2;
-                std::memcpy(static_cast<void*>(l->v + l->count), s->v, k * sizeof(T));
-                std::memmove(static_cast<void*>(s->v), s->v + k, (s->count - k) * sizeof(T));
+                LeafMove(l, l->count, s, 0, k);
+                LeafMove(s, 0, s, k, s->count - k);
                 s->count -= static_cast<uint32_t>(k);
                 l->count += static_cast<uint32_t>(k);
-                p->key[0] = s->v[0];
+                KeyPut(p, 0, s->v[0], LeafPrefix(s, 0));
                 return;
             }
         }
@@ -699,7 +841,7 @@ private:
     // frees r.
     void MergeLeaves(Leaf* l, Leaf* r, Inner* p, size_t j)
     {
-        std::memcpy(static_cast<void*>(l->v + l->count), r->v, r->count * sizeof(T));
+        LeafMove(l, l->count, r, 0, r->count);
         l->count += r->count;
         l->next = r->next;
         if (r->next)
@@ -713,7 +855,7 @@ private:
     static void RemoveChild(Inner* p, size_t j)
     {
         std::memmove(static_cast<void*>(p->child + j), p->child + j + 1, (p->count - j - 1) * sizeof(Node*));
-        std::memmove(static_cast<void*>(p->key + j - 1), p->key + j, (p->count - j - 1) * sizeof(T));
+        KeyMove(p, j - 1, p, j, p->count - j - 1);
         --p->count;
     }
 
@@ -739,8 +881,8 @@ private:
             if (l->count + r->count <= InnerCap) {
                 // Merge r into l; the key between them comes down from p.
                 const size_t ln = l->count, rn = r->count;
-                l->key[ln - 1] = p->key[jr - 1];
-                std::memcpy(static_cast<void*>(l->key + ln), r->key, (rn - 1) * sizeof(T));
+                KeyMove(l, ln - 1, p, jr - 1, 1);
+                KeyMove(l, ln, r, 0, rn - 1);
                 std::memcpy(static_cast<void*>(l->child + ln), r->child, rn * sizeof(Node*));
                 for (size_t k = 0; k < rn; ++k) l->child[ln + k]->parent = l;
                 l->count = static_cast<uint32_t>(ln + rn);
@@ -752,26 +894,26 @@ private:
             if (l == n) {
                 // Take k children from the front of r.
                 const size_t k = (r->count - l->count) / 2, ln = l->count;
-                l->key[ln - 1] = p->key[0];
-                std::memcpy(static_cast<void*>(l->key + ln), r->key, (k - 1) * sizeof(T));
+                KeyMove(l, ln - 1, p, 0, 1);
+                KeyMove(l, ln, r, 0, k - 1);
                 std::memcpy(static_cast<void*>(l->child + ln), r->child, k * sizeof(Node*));
                 for (size_t i = 0; i < k; ++i) l->child[ln + i]->parent = l;
                 l->count = static_cast<uint32_t>(ln + k);
-                p->key[0] = r->key[k - 1];
-                std::memmove(static_cast<void*>(r->key), r->key + k, (r->count - k - 1) * sizeof(T));
+                KeyMove(p, 0, r, k - 1, 1);
+                KeyMove(r, 0, r, k, r->count - k - 1);
                 std::memmove(static_cast<void*>(r->child), r->child + k, (r->count - k) * sizeof(Node*));
                 r->count -= static_cast<uint32_t>(k);
             } else {
                 // Take k children from the back of l.
                 const size_t k = (l->count - r->count) / 2, rn = r->count, ln = l->count;
-                std::memmove(static_cast<void*>(r->key + k), r->key, (rn - 1) * sizeof(T));
+                KeyMove(r, k, r, 0, rn - 1);
                 std::memmove(static_cast<void*>(r->child + k), r->child, rn * sizeof(Node*));
-                r->key[k - 1] = p->key[j - 1];
-                std::memcpy(static_cast<void*>(r->key), l->key + ln - k, (k - 1) * sizeof(T));
+                KeyMove(r, k - 1, p, j - 1, 1);
+                KeyMove(r, 0, l, ln - k, k - 1);
                 std::memcpy(static_cast<void*>(r->child), l->child + ln - k, k * sizeof(Node*));
                 for (size_t i = 0; i < k; ++i) r->child[i]->parent = r;
                 r->count = static_cast<uint32_t>(rn + k);
-                p->key[j - 1] = l->key[ln - k - 1];
+                KeyMove(p, j - 1, l, ln - k - 1, 1);
                 l->count = static_cast<uint32_t>(ln - k);
             }
             return;
@@ -812,7 +954,7 @@ private:
         if (src->leaf) {
             const Leaf* s = static_cast<const Leaf*>(src);
             Leaf* d = new Leaf;
-            std::memcpy(static_cast<void*>(d->v), s->v, s->count * sizeof(T));
+            LeafMove(d, 0, s, 0, s->count);
             d->count = s->count;
             d->parent = parent;
             d->prev = prev;
@@ -827,7 +969,7 @@ private:
         }
         const Inner* s = static_cast<const Inner*>(src);
         Inner* d = new Inner;
-        std::memcpy(static_cast<void*>(d->key), s->key, (s->count - 1) * sizeof(T));
+        KeyMove(d, 0, s, 0, s->count - 1);
         d->parent = parent;
         slot = d;
         if (parent) ++parent->count;
@@ -853,6 +995,12 @@ private:
             if (prevLeaf && !m_comp(prevLeaf->v[prevLeaf->count - 1], l->v[0])) return false;
             for (size_t k = 1; k < l->count; ++k)
                 if (!m_comp(l->v[k - 1], l->v[k])) return false;
+            if constexpr (kPrefix) {
+                for (size_t k = 0; k < l->count; ++k) {
+                    const P pk = PrefixOf(l->v[k]);
+                    if (std::memcmp(&pk, l->Prefixes() + k, sizeof(P)) != 0) return false;
+                }
+            }
             prevLeaf = l;
             total += l->count;
             return true;
@@ -867,6 +1015,10 @@ private:
                 while (!f->leaf) f = static_cast<const Inner*>(f)->child[0];
                 if (std::memcmp(&static_cast<const Leaf*>(f)->v[0], &in->key[k - 1], sizeof(T)) != 0)
                     return false;
+                if constexpr (kPrefix) {
+                    const P pk = PrefixOf(in->key[k - 1]);
+                    if (std::memcmp(&pk, in->Prefixes() + k - 1, sizeof(P)) != 0) return false;
+                }
             }
             if (!CheckNode(c, depth + 1, leafDepth, prevLeaf, total)) return false;
         }

@@ -196,6 +196,84 @@ TEST(KrDelaunay, PointInsideManyCocircularPoints)
     EXPECT_EQ(mesh.m_setVer.size(), pts.size());
 }
 
+// The triangles of a mesh as corner coordinates, each rotated to start at
+// its smallest corner, so two meshes can be compared whatever their records.
+std::multiset<std::vector<double>> TriangleSet(const CKrMeshData& mesh)
+{
+    std::multiset<std::vector<double>> out;
+    for (const _sTri* t : mesh.m_setTri) {
+        int first = 0;
+        for (int k = 1; k < 3; ++k) {
+            const CKrPoint3d &p = t->pVer[k]->pt, &q = t->pVer[first]->pt;
+            if (p.x < q.x || (p.x == q.x && p.y < q.y)) first = k;
+        }
+        std::vector<double> c;
+        for (int k = 0; k < 3; ++k) {
+            const CKrPoint3d& p = t->pVer[(first + k) % 3]->pt;
+            c.push_back(p.x);
+            c.push_back(p.y);
+        }
+        out.insert(c);
+    }
+    return out;
+}
+
+TEST(KrDelaunay, BulkRunTakesTheDecisionsOfPointByPointInsertion)
+{
+    // Delaunay() inserts on compact arrays; InsertPtIntoMesh inserts through
+    // the mesh's records. Both must give the same triangles, also where the
+    // insertion order decides (cocircular grids) and where rounding makes the
+    // cavities need repair (points a hair off a line). The extents are
+    // centred on the origin so that both evaluate the in-circle determinants
+    // with the same numbers.
+    std::vector<std::vector<CKrPoint3d>> inputs;
+    inputs.push_back(RandomPoints(1500, 21, -50.0, -50.0, 100.0));
+    std::vector<CKrPoint3d> grid;
+    for (int j = -12; j <= 12; ++j)
+        for (int i = -15; i <= 15; ++i) grid.emplace_back(i * 2.5, j * 1.5, 0.0);
+    inputs.push_back(grid);
+    std::vector<CKrPoint3d> nearLine{CKrPoint3d(-60, -40, 0), CKrPoint3d(60, 40, 0), CKrPoint3d(-60, 40, 0),
+                                     CKrPoint3d(60, -40, 0)};
+    for (int i = -200; i <= 200; ++i) nearLine.emplace_back(i * 0.25, i * 0.125 + (i % 3) * 1e-12, 0.0);
+    inputs.push_back(nearLine);
+    std::vector<CKrPoint3d> jittered{CKrPoint3d(-20, -20, 0), CKrPoint3d(20, 20, 0), CKrPoint3d(-20, 20, 0),
+                                     CKrPoint3d(20, -20, 0)};
+    std::mt19937_64 rng(5);
+    std::uniform_real_distribution<double> hair(-1e-13, 1e-13);
+    for (int j = -20; j <= 20; ++j)
+        for (int i = -20; i <= 20; ++i) jittered.emplace_back(i * 0.7 + hair(rng), j * 0.7 + hair(rng), 0.0);
+    inputs.push_back(jittered);
+    std::vector<CKrPoint3d> circle{CKrPoint3d(0.0, 0.0, 0.0)};
+    for (int k = 0; k < 2000; ++k) {
+        const double a = 2.0 * 3.141592653589793 * k / 2000;
+        circle.emplace_back(100.0 * std::cos(a), 100.0 * std::sin(a), 0.0);
+    }
+    inputs.push_back(circle);
+    for (const auto& pts : inputs) {
+        CKrMeshData bulk;
+        ASSERT_TRUE(Triangulate(bulk, pts));
+
+        CKrMeshData single;
+        CKrDelaunay d(single, 0.01);
+        for (const auto& p : pts) d.AddVertex(p);
+        const std::set<_sVertex*> data(single.m_setVer.begin(), single.m_setVer.end());
+        d.SetTriBound();
+        for (_sVertex* v : single.m_setVer) {
+            if (data.count(v)) {
+                EXPECT_TRUE(d.InsertPtIntoMesh(v));
+            }
+        }
+        for (_sVertex* v : single.m_setVer) {
+            if (data.count(v)) continue;
+            const std::vector<_sTri*> around(v->setTri.begin(), v->setTri.end());
+            for (_sTri* t : around) single.DelTri(t);
+        }
+        ExpectValidCcw(bulk);
+        EXPECT_GT(bulk.TriNum(), 0);
+        EXPECT_TRUE(TriangleSet(bulk) == TriangleSet(single)) << pts.size() << " points";
+    }
+}
+
 TEST(KrDelaunay, SmallAndDegenerateInputs)
 {
     {  // three points: one counter-clockwise triangle, whatever the input order
