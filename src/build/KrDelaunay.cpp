@@ -240,8 +240,9 @@ void CKrDelaunay::ClearOldTriangles()
 
 void CKrDelaunay::ClipByOutlineAndHoles()
 {
-    std::vector<_sTri*> drop;
     const bool outline = m_plOutline.NumVerts() >= 3;
+    if (!outline && m_vecHole.empty()) return;
+    std::vector<_sTri*> drop;
     for (_sTri* t : m_mesh.m_setTri) {
         const double third = 1.0 / 3.0;
         const CKrPoint3d c((t->pVer[0]->pt.x + t->pVer[1]->pt.x + t->pVer[2]->pt.x) * third,

@@ -81,8 +81,10 @@ public:
     // 1 when the plan point lies inside the circle, on it, or at most 1e-6
     // outside it; else 0.
     static int IsPtInCircle(double px, double py, double cx, double cy, double r);
-    // Exact in-circumcircle test: 1 strictly inside, -1 strictly outside, 0 on
-    // the circle, whichever way the triangle winds; -1 for collinear corners.
+    // In-circumcircle test without tolerance: 1 strictly inside, -1 strictly
+    // outside, 0 on the circle, whichever way the triangle winds; -1 for
+    // collinear corners. Plain double arithmetic compared with exactly zero
+    // (not an exact predicate: see KrExactPredicates.h for those).
     static int IsPtIn3PCircle(double px, double py, double x1, double y1, double x2, double y2,
                               double x3, double y3);
     // 1 when b or c is within 1e-6 of a, or |(b-a) x (c-a)| < 1e-6 (an

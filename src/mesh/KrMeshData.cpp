@@ -156,10 +156,16 @@ void CKrMeshData::ResetOctTree()
     if (m_setTri.empty()) return;
     m_pOctTree = new GeoTreeEx::CKrOctaTreeEx;
     m_pOctTree->Init(m_ptMin.x, m_ptMin.y, m_ptMin.z, m_ptMax.x, m_ptMax.y, m_ptMax.z, 8, 0.2);
+    // The corners of a large mesh are scattered in memory: start loading
+    // those of a triangle a few places ahead while this one is filed.
+    const std::vector<_sTri*> tris(m_setTri.begin(), m_setTri.end());
+    constexpr std::size_t kAhead = 8;
     double box[6];
-    for (_sTri* t : m_setTri) {
-        KrTriBox(t, box);
-        m_pOctTree->AddItem(t, box[0], box[1], box[2], box[3], box[4], box[5]);
+    for (std::size_t i = 0; i < tris.size(); ++i) {
+        if (i + kAhead < tris.size())
+            for (const _sVertex* v : tris[i + kAhead]->pVer) KrOrderedSetDetail::Prefetch(v);
+        KrTriBox(tris[i], box);
+        m_pOctTree->AddItem(tris[i], box[0], box[1], box[2], box[3], box[4], box[5]);
     }
 }
 
@@ -183,9 +189,13 @@ void CKrMeshData::ClearAllData()
 {
     m_ptMax = CKrPoint3d(-DBL_MAX, -DBL_MAX, -DBL_MAX);
     m_ptMin = CKrPoint3d(DBL_MAX, DBL_MAX, DBL_MAX);
-    // Edges and triangles go first, while the vertices whose indexes they
-    // occupy still exist.
-    ClearTriData();
+    // Every record goes, so nothing needs unlinking: the triangle and edge
+    // pools are dropped whole, and the vertices (which free their own
+    // triangle sets and edge indexes) are deleted in address order, one
+    // streaming pass instead of a walk through scattered records per link.
+    if (m_pOctTree) m_pOctTree->Clear();
+    m_setEdge.ReleaseAll();
+    m_setTri.ReleaseAll();
     for (_sVertex* v : m_setVer) delete v;
     m_setVer.clear();
 }

@@ -23,7 +23,10 @@ struct _sEdge;
 struct _sVertex {
     CKrPoint3d pt;  // first, so that a _sVertex* reads as a point
     int32_t nID;    // output index (set by the exports); -1 when unset
-    CKrSmallPtrSet<_sTri, 6> setTri;  // the triangles having this vertex as a corner, by pointer value
+    // The triangles having this vertex as a corner, by pointer value. Seven
+    // inline: the record then fills the same allocator block as with six, and
+    // a fifth of the vertices of a Delaunay surface have exactly seven.
+    CKrSmallPtrSet<_sTri, 7> setTri;
     // The mesh's edges whose pVer[0] is this vertex, with their pVer[1]: the
     // lookup index of the mesh's edge set, which alone maintains it.
     CKrEdgeIndex<_sEdge> edgeIdx;
