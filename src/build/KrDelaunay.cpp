@@ -301,6 +301,9 @@ bool CKrDelaunay::Delaunay()
             else m_mesh.AddTri(a, b, c);
         } else {
             SetTriBound();
+            // No vertex is added after the super triangle's: the duplicate
+            // index has served, and its memory is better used by the insertion.
+            m_pVerIndex->Clear();
             InsertAllVertices();
 
             for (const _sSeg* s : m_vecSeg) DealSegYS(s);

@@ -131,7 +131,7 @@ void CKrPlanarVertexIndex::Rebuild()
 
 void CKrPlanarVertexIndex::Clear()
 {
-    m_table.clear();
+    std::vector<Entry>().swap(m_table);  // the memory goes too
     m_nCount = 0;
 }
 

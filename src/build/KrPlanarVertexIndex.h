@@ -32,6 +32,7 @@ public:
     void Insert(_sVertex* v);
     // Re-files every vertex under its current coordinates.
     void Rebuild();
+    // Forgets every vertex and frees the table.
     void Clear();
     std::size_t Size() const { return m_nCount; }
 

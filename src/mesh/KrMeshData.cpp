@@ -158,14 +158,16 @@ void CKrMeshData::ResetOctTree()
     m_pOctTree->Init(m_ptMin.x, m_ptMin.y, m_ptMin.z, m_ptMax.x, m_ptMax.y, m_ptMax.z, 8, 0.2);
     // The corners of a large mesh are scattered in memory: start loading
     // those of a triangle a few places ahead while this one is filed.
-    const std::vector<_sTri*> tris(m_setTri.begin(), m_setTri.end());
-    constexpr std::size_t kAhead = 8;
+    auto ahead = m_setTri.begin();
+    for (int k = 0; k < 8 && ahead != m_setTri.end(); ++k) ++ahead;
     double box[6];
-    for (std::size_t i = 0; i < tris.size(); ++i) {
-        if (i + kAhead < tris.size())
-            for (const _sVertex* v : tris[i + kAhead]->pVer) KrOrderedSetDetail::Prefetch(v);
-        KrTriBox(tris[i], box);
-        m_pOctTree->AddItem(tris[i], box[0], box[1], box[2], box[3], box[4], box[5]);
+    for (_sTri* t : m_setTri) {
+        if (ahead != m_setTri.end()) {
+            for (const _sVertex* v : (*ahead)->pVer) KrOrderedSetDetail::Prefetch(v);
+            ++ahead;
+        }
+        KrTriBox(t, box);
+        m_pOctTree->AddItem(t, box[0], box[1], box[2], box[3], box[4], box[5]);
     }
 }
 
