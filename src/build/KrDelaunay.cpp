@@ -123,6 +123,7 @@ void CKrDelaunay::TranslateCoord(bool back)
         v->pt.x += sx;
         v->pt.y += sy;
     }
+    m_mesh.m_setVer.RefreshPrefixes();  // the set caches plan positions
     for (CKrPolyLine* h : m_vecHole) h->Offset(m_ptOrigin, back);
     m_plOutline.Offset(m_ptOrigin, back);
     m_pVerIndex->Rebuild();

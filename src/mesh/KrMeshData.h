@@ -99,7 +99,10 @@ public:
     using TriSet = CKrPoolSet<_sTri>;       // iterates in pointer order
     using EdgeSet = CKrEdgeSet<_sEdge, _sVertex>;  // iterates in (pVer[0], pVer[1]) order
 
-    VerSet m_setVer;    // the vertices, in the tolerant order; owned
+    // The vertices, in the tolerant order; owned. The set caches each
+    // vertex's x and y: move vertices only by a shift that keeps their order,
+    // followed by m_setVer.RefreshPrefixes().
+    VerSet m_setVer;
     TriSet m_setTri;    // the triangles, by pointer value; owned (and their pool)
     EdgeSet m_setEdge;  // the edges, by vertex pair; owned (and their pool)
     GeoTreeEx::CKrOctaTreeEx* m_pOctTree;  // over the triangles; null until ResetOctTree

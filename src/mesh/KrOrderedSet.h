@@ -428,6 +428,16 @@ public:
         return n;
     }
 
+    // Re-reads every element's prefix. The prefixes are cached in the nodes,
+    // so code that moves elements in place (a uniform shift that keeps their
+    // order) must call this afterwards; without prefixes it does nothing.
+    void RefreshPrefixes()
+    {
+        if constexpr (kPrefix) {
+            if (m_root) RefreshPrefixes(m_root);
+        }
+    }
+
     // ---- diagnostics -------------------------------------------------------------------------
     // Bytes held in nodes (what the set itself costs besides its own object).
     size_t NodeBytes() const { return m_root ? NodeBytes(m_root) : 0; }
@@ -974,6 +984,18 @@ private:
         slot = d;
         if (parent) ++parent->count;
         for (size_t k = 0; k < s->count; ++k) CloneInto(s->child[k], d, d->child[k], prev);
+    }
+
+    static void RefreshPrefixes(Node* n)
+    {
+        if (n->leaf) {
+            Leaf* l = static_cast<Leaf*>(n);
+            for (size_t k = 0; k < l->count; ++k) LeafPut(l, k, l->v[k], PrefixOf(l->v[k]));
+            return;
+        }
+        Inner* in = static_cast<Inner*>(n);
+        for (size_t k = 0; k + 1 < in->count; ++k) KeyPut(in, k, in->key[k], PrefixOf(in->key[k]));
+        for (size_t k = 0; k < in->count; ++k) RefreshPrefixes(in->child[k]);
     }
 
     static size_t NodeBytes(const Node* n)

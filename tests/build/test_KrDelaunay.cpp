@@ -274,6 +274,32 @@ TEST(KrDelaunay, BulkRunTakesTheDecisionsOfPointByPointInsertion)
     }
 }
 
+TEST(KrDelaunay, TranslateCoordMovesTheMeshAndItsIndexesAndBack)
+{
+    const auto pts = RandomPoints(500, 31, 500000.0, 4000000.0);
+    CKrMeshData mesh;
+    CKrDelaunay d(mesh, 0.01);
+    for (const auto& p : pts) d.AddVertex(p);
+    const CKrPoint3d lo = mesh.GetMinLimit(), hi = mesh.GetMaxLimit();
+    d.TranslateCoord(false);
+    EXPECT_NEAR(mesh.GetMinLimit().x, -mesh.GetMaxLimit().x, 1e-6);
+    EXPECT_NEAR(mesh.GetMaxLimit().x - mesh.GetMinLimit().x, hi.x - lo.x, 1e-6);
+    // The vertex set and the duplicate index still find every vertex at its
+    // new place.
+    EXPECT_TRUE(mesh.m_setVer.CheckStructure());
+    for (_sVertex* v : mesh.m_setVer) {
+        EXPECT_EQ(*mesh.m_setVer.find(v), v);
+        EXPECT_EQ(d.AddVertex(CKrPoint3d(v->pt.x + 0.004, v->pt.y - 0.004, 0.0)), v);
+    }
+    d.TranslateCoord(true);
+    EXPECT_TRUE(mesh.m_setVer.CheckStructure());
+    EXPECT_EQ(mesh.m_setVer.size(), pts.size());
+    EXPECT_NEAR(mesh.GetMinLimit().x, lo.x, 1e-6);
+    EXPECT_NEAR(mesh.GetMaxLimit().y, hi.y, 1e-6);
+    ASSERT_TRUE(d.Delaunay());
+    ExpectValidCcw(mesh);
+}
+
 TEST(KrDelaunay, SmallAndDegenerateInputs)
 {
     {  // three points: one counter-clockwise triangle, whatever the input order
