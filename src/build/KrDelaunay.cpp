@@ -222,6 +222,7 @@ void CKrDelaunay::InsertAllVertices()
         if (m_fnProgress && (++done & 0xFFFF) == 0) m_fnProgress(done, total);
     }
     if (m_fnProgress) m_fnProgress(total, total);
+    kernel.ReleaseWorkspace();
 
     m_mesh.DelTri(super);
     for (const CKrDelaunayKernel::Face& f : kernel.Faces())

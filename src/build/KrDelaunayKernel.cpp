@@ -122,6 +122,18 @@ CKrDelaunayKernel::Tri CKrDelaunayKernel::NewSlot()
     return static_cast<Tri>(m_faces.size() - 1);
 }
 
+void CKrDelaunayKernel::ReleaseWorkspace()
+{
+    std::vector<double>().swap(m_xy);
+    std::vector<Tri>().swap(m_free);
+    std::vector<Tri>().swap(m_verTri);
+    std::vector<uint32_t>().swap(m_rimAt);
+    std::vector<uint32_t>().swap(m_grid);
+    std::vector<Tri>().swap(m_cavity);
+    std::vector<Tri>().swap(m_stack);
+    std::vector<RimEdge>().swap(m_rim);
+}
+
 bool CKrDelaunayKernel::Insert(uint32_t p)
 {
     const double px = m_xy[2 * p], py = m_xy[2 * p + 1];

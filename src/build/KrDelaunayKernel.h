@@ -43,6 +43,10 @@ public:
     // re-triangulated), in which case nothing changed.
     bool Insert(uint32_t i);
 
+    // Frees everything but the vertices and the triangles, once the last
+    // point is in: the mesh records built from them reuse the memory.
+    void ReleaseWorkspace();
+
     std::size_t VertexCount() const { return m_vers.size(); }
     _sVertex* Vertex(uint32_t i) const { return m_vers[i]; }
     const std::vector<Face>& Faces() const { return m_faces; }  // slots; skip those marked kDead
