@@ -153,6 +153,8 @@ class CKrOrderedSet {
         Leaf* next;
         T v[LeafCap];
         Leaf() : Node(true), prev(nullptr), next(nullptr) {}
+        T* Elems() { return v; }
+        const T* Elems() const { return v; }
     };
     // key[i] is always the first element of the subtree under child[i + 1].
     // Keeping it exact (rather than any value between the two children) means
@@ -163,6 +165,8 @@ class CKrOrderedSet {
         T key[InnerCap - 1];
         Node* child[InnerCap];
         Inner() : Node(false) {}
+        T* Elems() { return key; }
+        const T* Elems() const { return key; }
     };
 
     static constexpr unsigned kLeafMin = LeafCap / 2;
@@ -398,7 +402,7 @@ public:
     {
         Leaf* l = const_cast<Leaf*>(it.m_leaf);
         size_t i = it.m_i;
-        LeafMove(l, i, l, i + 1, l->count - i - 1);
+        SlotMove(l, i, l, i + 1, l->count - i - 1);
         --l->count;
         --m_size;
         if (m_size == 0) {
@@ -484,27 +488,19 @@ private:
         return m_comp(a, b);
     }
     // Element moves keep each prefix with its element (memmove semantics).
-    static void LeafMove(Leaf* d, size_t di, const Leaf* s, size_t si, size_t n)
+    // N is a leaf (its elements) or an inner node (its keys).
+    template <class N>
+    static void SlotMove(N* d, size_t di, const N* s, size_t si, size_t n)
     {
-        std::memmove(static_cast<void*>(d->v + di), s->v + si, n * sizeof(T));
+        std::memmove(static_cast<void*>(d->Elems() + di), s->Elems() + si, n * sizeof(T));
         if constexpr (kPrefix)
             std::memmove(static_cast<void*>(d->Prefixes() + di), s->Prefixes() + si, n * sizeof(P));
     }
-    static void LeafPut(Leaf* l, size_t i, const T& x, const P& px)
+    template <class N>
+    static void SlotPut(N* d, size_t i, const T& x, const P& px)
     {
-        l->v[i] = x;
-        if constexpr (kPrefix) l->Prefixes()[i] = px;
-    }
-    static void KeyMove(Inner* d, size_t di, const Inner* s, size_t si, size_t n)
-    {
-        std::memmove(static_cast<void*>(d->key + di), s->key + si, n * sizeof(T));
-        if constexpr (kPrefix)
-            std::memmove(static_cast<void*>(d->Prefixes() + di), s->Prefixes() + si, n * sizeof(P));
-    }
-    static void KeyPut(Inner* p, size_t i, const T& x, const P& px)
-    {
-        p->key[i] = x;
-        if constexpr (kPrefix) p->Prefixes()[i] = px;
+        d->Elems()[i] = x;
+        if constexpr (kPrefix) d->Prefixes()[i] = px;
     }
     // The prefix of l->v[i] (a default value without prefixes).
     static P LeafPrefix(const Leaf* l, size_t i)
@@ -620,7 +616,7 @@ private:
         while (Inner* p = n->parent) {
             const size_t j = ChildIndex(p, n);
             if (j > 0) {
-                KeyPut(p, j - 1, l->v[i], LeafPrefix(l, i));
+                SlotPut(p, j - 1, l->v[i], LeafPrefix(l, i));
                 return;
             }
             n = p;
@@ -631,7 +627,7 @@ private:
     const_iterator InsertFirst(const T& key)
     {
         Leaf* l = new Leaf;
-        LeafPut(l, 0, key, PrefixOf(key));
+        SlotPut(l, 0, key, PrefixOf(key));
         l->count = 1;
         m_root = m_first = m_last = l;
         m_size = 1;
@@ -701,8 +697,8 @@ private:
             pos = l->count;
         }
         if (l->count < LeafCap) {
-            LeafMove(l, pos + 1, l, pos, l->count - pos);
-            LeafPut(l, pos, key, pkey);
+            SlotMove(l, pos + 1, l, pos, l->count - pos);
+            SlotPut(l, pos, key, pkey);
             ++l->count;
             ++m_size;
             return const_iterator(l, pos);
@@ -718,7 +714,7 @@ private:
         else if (pos == 0 && !l->prev)
             keep = 0;
         Leaf* r = new Leaf;
-        LeafMove(r, 0, l, keep, LeafCap - keep);
+        SlotMove(r, 0, l, keep, LeafCap - keep);
         r->count = static_cast<uint32_t>(LeafCap - keep);
         l->count = static_cast<uint32_t>(keep);
         r->prev = l;
@@ -733,8 +729,8 @@ private:
             target = r;
             pos -= keep;
         }
-        LeafMove(target, pos + 1, target, pos, target->count - pos);
-        LeafPut(target, pos, key, pkey);
+        SlotMove(target, pos + 1, target, pos, target->count - pos);
+        SlotPut(target, pos, key, pkey);
         ++target->count;
         ++m_size;
         InsertChild(l, r, r->v[0], LeafPrefix(r, 0), atRightEnd);
@@ -750,7 +746,7 @@ private:
             Inner* root = new Inner;
             root->child[0] = left;
             root->child[1] = right;
-            KeyPut(root, 0, first, pfirst);
+            SlotPut(root, 0, first, pfirst);
             root->count = 2;
             left->parent = right->parent = root;
             m_root = root;
@@ -760,9 +756,9 @@ private:
         if (p->count < InnerCap) {
             const size_t n = p->count;
             std::memmove(static_cast<void*>(p->child + j + 1), p->child + j, (n - j) * sizeof(Node*));
-            KeyMove(p, j, p, j - 1, n - j);
+            SlotMove(p, j, p, j - 1, n - j);
             p->child[j] = right;
-            KeyPut(p, j - 1, first, pfirst);
+            SlotPut(p, j - 1, first, pfirst);
             ++p->count;
             right->parent = p;
             return;
@@ -818,12 +814,12 @@ private:
                 l = s;
             } else {
                 const size_t k = (s->count - l->count) / 2;
-                LeafMove(l, k, l, 0, l->count);
-                LeafMove(l, 0, s, s->count - k, k);
+                SlotMove(l, k, l, 0, l->count);
+                SlotMove(l, 0, s, s->count - k, k);
                 s->count -= static_cast<uint32_t>(k);
                 l->count += static_cast<uint32_t>(k);
                 pos += k;
-                KeyPut(p, j - 1, l->v[0], LeafPrefix(l, 0));
+                SlotPut(p, j - 1, l->v[0], LeafPrefix(l, 0));
                 return;
             }
         } else {
@@ -836,11 +832,11 @@ private:
                 if (wasEmpty) SetFirstKey(l, l, 0);
             } else {
                 const size_t k = (s->count - l->count) / 2;
-                LeafMove(l, l->count, s, 0, k);
-                LeafMove(s, 0, s, k, s->count - k);
+                SlotMove(l, l->count, s, 0, k);
+                SlotMove(s, 0, s, k, s->count - k);
                 s->count -= static_cast<uint32_t>(k);
                 l->count += static_cast<uint32_t>(k);
-                KeyPut(p, 0, s->v[0], LeafPrefix(s, 0));
+                SlotPut(p, 0, s->v[0], LeafPrefix(s, 0));
                 return;
             }
         }
@@ -851,7 +847,7 @@ private:
     // frees r.
     void MergeLeaves(Leaf* l, Leaf* r, Inner* p, size_t j)
     {
-        LeafMove(l, l->count, r, 0, r->count);
+        SlotMove(l, l->count, r, 0, r->count);
         l->count += r->count;
         l->next = r->next;
         if (r->next)
@@ -865,7 +861,7 @@ private:
     static void RemoveChild(Inner* p, size_t j)
     {
         std::memmove(static_cast<void*>(p->child + j), p->child + j + 1, (p->count - j - 1) * sizeof(Node*));
-        KeyMove(p, j - 1, p, j, p->count - j - 1);
+        SlotMove(p, j - 1, p, j, p->count - j - 1);
         --p->count;
     }
 
@@ -891,8 +887,8 @@ private:
             if (l->count + r->count <= InnerCap) {
                 // Merge r into l; the key between them comes down from p.
                 const size_t ln = l->count, rn = r->count;
-                KeyMove(l, ln - 1, p, jr - 1, 1);
-                KeyMove(l, ln, r, 0, rn - 1);
+                SlotMove(l, ln - 1, p, jr - 1, 1);
+                SlotMove(l, ln, r, 0, rn - 1);
                 std::memcpy(static_cast<void*>(l->child + ln), r->child, rn * sizeof(Node*));
                 for (size_t k = 0; k < rn; ++k) l->child[ln + k]->parent = l;
                 l->count = static_cast<uint32_t>(ln + rn);
@@ -904,26 +900,26 @@ private:
             if (l == n) {
                 // Take k children from the front of r.
                 const size_t k = (r->count - l->count) / 2, ln = l->count;
-                KeyMove(l, ln - 1, p, 0, 1);
-                KeyMove(l, ln, r, 0, k - 1);
+                SlotMove(l, ln - 1, p, 0, 1);
+                SlotMove(l, ln, r, 0, k - 1);
                 std::memcpy(static_cast<void*>(l->child + ln), r->child, k * sizeof(Node*));
                 for (size_t i = 0; i < k; ++i) l->child[ln + i]->parent = l;
                 l->count = static_cast<uint32_t>(ln + k);
-                KeyMove(p, 0, r, k - 1, 1);
-                KeyMove(r, 0, r, k, r->count - k - 1);
+                SlotMove(p, 0, r, k - 1, 1);
+                SlotMove(r, 0, r, k, r->count - k - 1);
                 std::memmove(static_cast<void*>(r->child), r->child + k, (r->count - k) * sizeof(Node*));
                 r->count -= static_cast<uint32_t>(k);
             } else {
                 // Take k children from the back of l.
                 const size_t k = (l->count - r->count) / 2, rn = r->count, ln = l->count;
-                KeyMove(r, k, r, 0, rn - 1);
+                SlotMove(r, k, r, 0, rn - 1);
                 std::memmove(static_cast<void*>(r->child + k), r->child, rn * sizeof(Node*));
-                KeyMove(r, k - 1, p, j - 1, 1);
-                KeyMove(r, 0, l, ln - k, k - 1);
+                SlotMove(r, k - 1, p, j - 1, 1);
+                SlotMove(r, 0, l, ln - k, k - 1);
                 std::memcpy(static_cast<void*>(r->child), l->child + ln - k, k * sizeof(Node*));
                 for (size_t i = 0; i < k; ++i) r->child[i]->parent = r;
                 r->count = static_cast<uint32_t>(rn + k);
-                KeyMove(p, j - 1, l, ln - k - 1, 1);
+                SlotMove(p, j - 1, l, ln - k - 1, 1);
                 l->count = static_cast<uint32_t>(ln - k);
             }
             return;
@@ -964,7 +960,7 @@ private:
         if (src->leaf) {
             const Leaf* s = static_cast<const Leaf*>(src);
             Leaf* d = new Leaf;
-            LeafMove(d, 0, s, 0, s->count);
+            SlotMove(d, 0, s, 0, s->count);
             d->count = s->count;
             d->parent = parent;
             d->prev = prev;
@@ -979,7 +975,7 @@ private:
         }
         const Inner* s = static_cast<const Inner*>(src);
         Inner* d = new Inner;
-        KeyMove(d, 0, s, 0, s->count - 1);
+        SlotMove(d, 0, s, 0, s->count - 1);
         d->parent = parent;
         slot = d;
         if (parent) ++parent->count;
@@ -990,11 +986,11 @@ private:
     {
         if (n->leaf) {
             Leaf* l = static_cast<Leaf*>(n);
-            for (size_t k = 0; k < l->count; ++k) LeafPut(l, k, l->v[k], PrefixOf(l->v[k]));
+            for (size_t k = 0; k < l->count; ++k) SlotPut(l, k, l->v[k], PrefixOf(l->v[k]));
             return;
         }
         Inner* in = static_cast<Inner*>(n);
-        for (size_t k = 0; k + 1 < in->count; ++k) KeyPut(in, k, in->key[k], PrefixOf(in->key[k]));
+        for (size_t k = 0; k + 1 < in->count; ++k) SlotPut(in, k, in->key[k], PrefixOf(in->key[k]));
         for (size_t k = 0; k < in->count; ++k) RefreshPrefixes(in->child[k]);
     }
 
