@@ -135,9 +135,11 @@ public:
                                                    const CKrPoint3d& b, const CKrPoint3d& c, CKrPoint3d& hit,
                                                    double eps);
     // The ray origin + t*dir against the triangle, as the line test with
-    // eps = 1e-6 and the hit required at t >= 0: an origin on the triangle
-    // (within 1e-6) counts as a hit at the origin. 1 hit written, 0 no hit
-    // (miss, behind the origin, parallel), -1 zero dir or degenerate triangle.
+    // eps = 1e-6 and the hit required at t >= -eps: an origin on the triangle
+    // (within 1e-6) counts. The hit is where the line meets the plane when that
+    // is ahead of the origin (even by less than 1e-6), else the origin itself.
+    // 1 hit written, 0 no hit (miss, behind the origin, parallel), -1 zero dir
+    // or degenerate triangle.
     static int Test_Intersect_Ray_And_Triangle_3D(const CKrPoint3d& origin, const CGeoVector& dir,
                                                   const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c,
                                                   CKrPoint3d& hit);

@@ -257,7 +257,9 @@ int CKrSpaceMath::Test_Intersect_Ray_And_Triangle_3D(const CKrPoint3d& origin, c
     const int r = LineTriangle(origin, dir, a, b, c, kEps, h, t);
     if (r != 1) return r;
     if (t < -kEps) return 0;
-    hit = h;
+    // An origin on the triangle whose line meets the plane just behind it
+    // (within the tolerance) is hit where it stands, not behind itself.
+    hit = t < 0.0 ? origin : h;
     return 1;
 }
 
