@@ -10,6 +10,9 @@
 // index, cavity slots reused in place - and the triangulator writes the
 // finished triangles into the mesh once.
 //
+// Vertices and triangles are numbered with 32 bits: four billion triangles
+// would need far more memory than their mesh records could ever get.
+//
 // Internal header: not installed.
 
 #include <cstddef>
