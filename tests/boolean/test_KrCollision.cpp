@@ -12,6 +12,7 @@
 #include "geom/KrSpaceMath.h"
 #include "krtesmath/CGeDataTriMesh.h"
 #include "krtesmath/TESCommFunc.h"
+#include "KrTestMeshes.h"
 
 namespace TesTriMesh {
 // Reaches the private steps of a check.
@@ -41,19 +42,9 @@ namespace {
 
 double Wave(double x, double y) { return std::sin(0.7 * x) + 0.5 * std::cos(0.9 * y); }
 
-// A height field of nx x ny cells of size h from (x0, y0), two triangles a cell.
 CGeDataTriMesh Grid(int nx, int ny, double x0, double y0, double h, const std::function<double(double, double)>& z)
 {
-    CGeDataTriMesh m;
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i) m.AddPoint(x0 + i * h, y0 + j * h, z(x0 + i * h, y0 + j * h));
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i) {
-            const int a = j * (nx + 1) + i;
-            m.AddTri(a, a + 1, a + nx + 2);
-            m.AddTri(a, a + nx + 2, a + nx + 1);
-        }
-    return m;
+    return testmesh::ToGeData(testmesh::Grid(nx, ny, x0, y0, h, z));
 }
 
 // The closed surface of the box [lo, lo + size]^3, each face split into n x n squares.

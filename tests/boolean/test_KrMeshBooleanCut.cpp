@@ -1,5 +1,6 @@
-// Sectioning triangle pairs, re-triangulating cut triangles and cutting
-// whole meshes along their intersection.
+// Sectioning triangle pairs, re-triangulating cut triangles, cutting whole
+// meshes along their intersection and sorting one mesh's triangles against
+// the solid of another.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -8,7 +9,7 @@
 
 #include "boolean/KrBooleanCut.h"
 #include "boolean/KrMeshBoolean.h"
-#include "test_KrMeshBooleanUtil.h"
+#include "KrTestMeshes.h"
 
 namespace TesTriMesh {
 class CKrMeshBooleanTestAccess {
@@ -23,7 +24,7 @@ public:
 namespace {
 
 using namespace TesTriMesh;
-using booltest::Solid;
+using testmesh::Solid;
 
 // ---- the planar triangulation of a cut triangle ------------------------------
 
@@ -167,67 +168,41 @@ bool SamePiece(const std::array<CKrPoint3d, 2>& s, const CKrPoint3d& p, const CK
 TEST(KrMeshBooleanSection, CrossingTouchingAndCoplanarPairs)
 {
     PairMesh ma, mb;
-    _sTri* a = ma.Add({0, 0, 0}, {10, 0, 0}, {0, 10, 0});
-    std::vector<std::array<CKrPoint3d, 2>> out;
-
-    // b crosses a's inside.
-    _sTri* b = mb.Add({1, 1, -5}, {4, 4, 5}, {4, 4, -5});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 1);
-    ASSERT_EQ(out.size(), 1u);
-    EXPECT_TRUE(SamePiece(out[0], {2.5, 2.5, 0}, {4, 4, 0}));
-
-    // b's section runs past a's edge: the piece ends on the edge.
-    out.clear();
-    b = mb.Add({-2, -2, -5}, {8, 8, 5}, {8, 8, -5});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 1);
-    ASSERT_EQ(out.size(), 1u);
-    EXPECT_TRUE(SamePiece(out[0], {3, 3, 0}, {5, 5, 0}));
-
-    // Touching along a's edge: the piece is the shared stretch.
-    out.clear();
-    b = mb.Add({2, 0, 0}, {20, 0, 0}, {2, 0, 10});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 1);
-    ASSERT_EQ(out.size(), 1u);
-    EXPECT_TRUE(SamePiece(out[0], {2, 0, 0}, {10, 0, 0}));
-
-    // Touching at one point only, or a corner lying 1e-7 above a: nothing.
-    out.clear();
-    b = mb.Add({5, 5, 0}, {6, 6, 5}, {6, 5, 5});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 0);
-    b = mb.Add({2, 2, 1e-7}, {3, 2, 5}, {2, 3, 5});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 0);
-    // Apart, though the planes cross.
-    b = mb.Add({20, 20, -1}, {21, 20, 1}, {20, 21, 1});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 0);
-    EXPECT_TRUE(out.empty());
-
-    // Coplanar and overlapping: the pieces of each one's edges on the other.
-    b = mb.Add({2, 2, 0}, {12, 2, 0}, {2, 12, 0});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 2);
-    ASSERT_EQ(out.size(), 3u);
-    const CKrPoint3d want[3][2] = {{{8, 2, 0}, {2, 8, 0}}, {{2, 2, 0}, {8, 2, 0}}, {{2, 8, 0}, {2, 2, 0}}};
-    for (const auto& w : want) {
-        int found = 0;
-        for (const auto& s : out) found += SamePiece(s, w[0], w[1]);
-        EXPECT_EQ(found, 1) << w[0].x << "," << w[0].y << " - " << w[1].x << "," << w[1].y;
+    const _sTri* a = ma.Add({0, 0, 0}, {10, 0, 0}, {0, 10, 0});
+    using P = CKrPoint3d;
+    struct Case {
+        const char* what;
+        P b[3];
+        int code;
+        std::vector<std::array<P, 2>> pieces;
+    };
+    const std::vector<std::array<P, 2>> overlap = {{P{8, 2, 0}, P{2, 8, 0}}, {P{2, 2, 0}, P{8, 2, 0}}, {P{2, 8, 0}, P{2, 2, 0}}};
+    const Case cases[] = {
+        {"crossing a's inside", {{1, 1, -5}, {4, 4, 5}, {4, 4, -5}}, 1, {{P{2.5, 2.5, 0}, P{4, 4, 0}}}},
+        {"running past a's edge", {{-2, -2, -5}, {8, 8, 5}, {8, 8, -5}}, 1, {{P{3, 3, 0}, P{5, 5, 0}}}},
+        {"touching along a's edge", {{2, 0, 0}, {20, 0, 0}, {2, 0, 10}}, 1, {{P{2, 0, 0}, P{10, 0, 0}}}},
+        {"touching at one point", {{5, 5, 0}, {6, 6, 5}, {6, 5, 5}}, 0, {}},
+        {"a corner 1e-7 above", {{2, 2, 1e-7}, {3, 2, 5}, {2, 3, 5}}, 0, {}},
+        {"apart, the planes crossing", {{20, 20, -1}, {21, 20, 1}, {20, 21, 1}}, 0, {}},
+        // Coplanar and overlapping: the pieces of each one's edges on the
+        // other, also 1e-7 away and facing the other way.
+        {"coplanar overlap", {{2, 2, 0}, {12, 2, 0}, {2, 12, 0}}, 2, overlap},
+        {"coplanar 1e-7 away, reversed", {{2, 2, 1e-7}, {2, 12, 1e-7}, {12, 2, 1e-7}}, 2, overlap},
+        {"coplanar apart", {{11, 11, 0}, {20, 11, 0}, {11, 20, 0}}, 0, {}},
+        {"coplanar, one shared corner", {{10, 0, 0}, {20, 0, 0}, {10, -10, 0}}, 0, {}},
+        {"degenerate", {{1, 1, -1}, {2, 2, 0}, {3, 3, 1}}, -1, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::vector<std::array<CKrPoint3d, 2>> out;
+        EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, mb.Add(c.b[0], c.b[1], c.b[2]), out), c.code);
+        ASSERT_EQ(out.size(), c.pieces.size());
+        for (const auto& w : c.pieces) {
+            int found = 0;
+            for (const auto& g : out) found += SamePiece(g, w[0], w[1]);
+            EXPECT_EQ(found, 1) << w[0].x << "," << w[0].y << " - " << w[1].x << "," << w[1].y;
+        }
     }
-    // A plane 1e-7 away counts as the same plane; one facing the other way
-    // too. Coplanar but apart gives nothing.
-    out.clear();
-    b = mb.Add({2, 2, 1e-7}, {2, 12, 1e-7}, {12, 2, 1e-7});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 2);
-    EXPECT_EQ(out.size(), 3u);
-    out.clear();
-    b = mb.Add({11, 11, 0}, {20, 11, 0}, {11, 20, 0});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 0);
-    // Sharing only a corner in one plane: no piece of positive length.
-    b = mb.Add({10, 0, 0}, {20, 0, 0}, {10, -10, 0});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), 0);
-    EXPECT_TRUE(out.empty());
-
-    // A degenerate triangle has no plane.
-    b = mb.Add({1, 1, -1}, {2, 2, 0}, {3, 3, 1});
-    EXPECT_EQ(CKrMeshBooleanTestAccess::Section(a, b, out), -1);
 }
 
 // ---- cutting whole meshes -------------------------------------------------------
@@ -246,21 +221,21 @@ double FlaggedLength(const CKrMeshData& m, std::map<const _sVertex*, int>* degre
     return len;
 }
 
+// Closed, consistently oriented, without self-intersections, the volume kept.
 void ExpectClosedWithVolume(CKrMeshData& m, double volume)
 {
-    booltest::Pts pts;
-    booltest::Ids ids;
-    m.OutputData(pts, ids);
-    EXPECT_EQ(booltest::ClosedOriented(ids), "");
-    EXPECT_NEAR(booltest::Volume(pts, ids), volume, 1e-9 * std::fabs(volume));
+    const testmesh::SolidReport r = testmesh::Inspect(m);
+    EXPECT_EQ(r.closed, "");
+    EXPECT_EQ(r.selfHits, 0);
+    EXPECT_NEAR(r.volume, volume, 1e-9 * std::fabs(volume));
     EXPECT_TRUE(m.IsMeshOk());
 }
 
 TEST(KrMeshBooleanCut, OverlappingCubesAreCutAlongOneClosedSeam)
 {
     CKrMeshData a, b;
-    booltest::Load(a, booltest::Box(0, 0, 0, 10, 10, 10));
-    booltest::Load(b, booltest::Box(5, 5, 5, 15, 15, 15));
+    testmesh::Load(a, testmesh::Box(0, 0, 0, 10, 10, 10));
+    testmesh::Load(b, testmesh::Box(5, 5, 5, 15, 15, 15));
     std::vector<CKrSeg3d> segs;
     ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(a, b, segs));
     // The surfaces meet along six stretches of length 5.
@@ -282,28 +257,10 @@ TEST(KrMeshBooleanCut, OverlappingCubesAreCutAlongOneClosedSeam)
     ASSERT_NE(a.m_pOctTree, nullptr);
     ASSERT_NE(b.m_pOctTree, nullptr);
 
-    // Cutting B again along the same lines (against a fresh A) finds every
-    // vertex and edge in place.
-    const auto keys = [](CKrMeshData& m) {
-        std::multiset<std::array<double, 9>> k;
-        for (const _sTri* t : m.m_setTri)
-            k.insert({t->pVer[0]->pt.x, t->pVer[0]->pt.y, t->pVer[0]->pt.z, t->pVer[1]->pt.x, t->pVer[1]->pt.y,
-                      t->pVer[1]->pt.z, t->pVer[2]->pt.x, t->pVer[2]->pt.y, t->pVer[2]->pt.z});
-        return k;
-    };
-    const auto before = keys(b);
-    const std::size_t nv = b.m_setVer.size();
-    CKrMeshData fresh;
-    booltest::Load(fresh, booltest::Box(0, 0, 0, 10, 10, 10));
-    ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(fresh, b, segs));
-    EXPECT_EQ(keys(b), before);
-    EXPECT_EQ(b.m_setVer.size(), nv);
-    EXPECT_NEAR(FlaggedLength(b), 30.0, 1e-9);
-    EXPECT_EQ(keys(fresh), keys(a));
-
     // Meshes that do not meet are left as they are, without segments.
-    CKrMeshData c;
-    booltest::Load(c, booltest::Box(20, 0, 0, 30, 10, 10));
+    CKrMeshData fresh, c;
+    testmesh::Load(fresh, testmesh::Box(0, 0, 0, 10, 10, 10));
+    testmesh::Load(c, testmesh::Box(20, 0, 0, 30, 10, 10));
     ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(fresh, c, segs));
     EXPECT_TRUE(segs.empty());
     EXPECT_EQ(c.TriNum(), 12);
@@ -315,8 +272,8 @@ TEST(KrMeshBooleanCut, SeamInsideOneTriangleAndCurvedSeams)
     // A thin bar piercing the top of a cube inside one of its triangles:
     // the seam is a loop touching no edge of the cube.
     CKrMeshData a, b;
-    booltest::Load(a, booltest::Box(0, 0, 0, 10, 10, 10));
-    booltest::Load(b, booltest::Box(6, 1, 8, 7, 2, 12));
+    testmesh::Load(a, testmesh::Box(0, 0, 0, 10, 10, 10));
+    testmesh::Load(b, testmesh::Box(6, 1, 8, 7, 2, 12));
     std::vector<CKrSeg3d> segs;
     ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(a, b, segs));
     std::map<const _sVertex*, int> deg;
@@ -330,11 +287,11 @@ TEST(KrMeshBooleanCut, SeamInsideOneTriangleAndCurvedSeams)
     // the cut fall within the merge tolerance of each other, the merged
     // vertex moves the surface by up to that tolerance, which on a small
     // solid shows in the ninth digit of the volume.)
-    const Solid sa = booltest::Sphere({0, 0, 0}, 1000.0, 3);
-    const Solid sb = booltest::Sphere({600, 250, 150}, 800.0, 3);
+    const Solid sa = testmesh::Sphere({0, 0, 0}, 1000.0, 3);
+    const Solid sb = testmesh::Sphere({600, 250, 150}, 800.0, 3);
     CKrMeshData ma, mb;
-    booltest::Load(ma, sa);
-    booltest::Load(mb, sb);
+    testmesh::Load(ma, sa);
+    testmesh::Load(mb, sb);
     ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(ma, mb, segs));
     std::map<const _sVertex*, int> dA, dB;
     const double lenA = FlaggedLength(ma, &dA), lenB = FlaggedLength(mb, &dB);
@@ -342,17 +299,118 @@ TEST(KrMeshBooleanCut, SeamInsideOneTriangleAndCurvedSeams)
     EXPECT_NEAR(lenA, lenB, 1e-6);
     for (const auto& d : dA) EXPECT_EQ(d.second, 2);
     for (const auto& d : dB) EXPECT_EQ(d.second, 2);
-    ExpectClosedWithVolume(ma, booltest::Volume(sa));
-    ExpectClosedWithVolume(mb, booltest::Volume(sb));
+    ExpectClosedWithVolume(ma, testmesh::Volume(sa));
+    ExpectClosedWithVolume(mb, testmesh::Volume(sb));
     const long nb = mb.TriNum();
     const std::size_t nv = mb.m_setVer.size();
     CKrMeshData again;
-    booltest::Load(again, sa);
+    testmesh::Load(again, sa);
     ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(again, mb, segs));
     EXPECT_EQ(mb.TriNum(), nb);
     EXPECT_EQ(mb.m_setVer.size(), nv);
     EXPECT_EQ(again.TriNum(), ma.TriNum());
     EXPECT_NEAR(FlaggedLength(mb), lenB, 1e-9);
+}
+
+// ---- sorting the triangles of one mesh against another -------------------------
+
+double Area(const std::vector<_sTri*>& tris)
+{
+    double a = 0.0;
+    for (const _sTri* t : tris) {
+        const CKrPoint3d u = t->pVer[1]->pt - t->pVer[0]->pt, w = t->pVer[2]->pt - t->pVer[0]->pt;
+        const double x = u.y * w.z - u.z * w.y, y = u.z * w.x - u.x * w.z, z = u.x * w.y - u.y * w.x;
+        a += 0.5 * std::sqrt(x * x + y * y + z * z);
+    }
+    return a;
+}
+
+struct Sorted {
+    std::vector<CKrSeg3d> segs;
+    std::vector<_sTri*> out, in, same, opp, fifth;
+    CKrTri3d seed;
+    bool ok = false;
+
+    void Run(CKrMeshData& reference, CKrMeshData& target)
+    {
+        ok = CKrMeshBoolean::ClassifyMesh_New(reference, target, segs, out, in, same, opp, fifth, seed);
+    }
+    // Every triangle of the target in exactly one list.
+    void ExpectPartition(const CKrMeshData& target) const
+    {
+        std::multiset<const _sTri*> all;
+        for (const auto* l : {&out, &in, &same, &opp, &fifth}) all.insert(l->begin(), l->end());
+        EXPECT_EQ(all.size(), target.m_setTri.size());
+        for (const _sTri* t : target.m_setTri) EXPECT_EQ(all.count(t), 1u);
+    }
+};
+
+TEST(KrMeshBooleanClassify, OverlapCoplanarAndApart)
+{
+    // The areas of the target's triangles outside the reference, inside,
+    // on it facing the same way and the other way; the seam's length.
+    struct Case {
+        const char* what;
+        Solid ref, target;
+        double out, in, same, opp, seam;
+    } const cases[] = {
+        {"a corner reaching in", testmesh::Box(5, 5, 5, 15, 15, 15), testmesh::Box(0, 0, 0, 10, 10, 10), 525, 75, 0, 0, 30},
+        {"the same box", testmesh::Box(0, 0, 0, 10, 10, 10), testmesh::Box(0, 0, 0, 10, 10, 10), 0, 0, 600, 0, -1},
+        {"standing on part of the top", testmesh::Box(0, 0, 0, 10, 10, 10), testmesh::Box(5, 5, 10, 15, 15, 20), 575, 0, 0,
+         25, -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        CKrMeshData ref, target;
+        testmesh::Load(ref, c.ref);
+        testmesh::Load(target, c.target);
+        Sorted s;
+        s.Run(ref, target);
+        EXPECT_TRUE(s.ok);
+        s.ExpectPartition(target);
+        EXPECT_NEAR(Area(s.out), c.out, 1e-9);
+        EXPECT_NEAR(Area(s.in), c.in, 1e-9);
+        EXPECT_NEAR(Area(s.same), c.same, 1e-9);
+        EXPECT_NEAR(Area(s.opp), c.opp, 1e-9);
+        EXPECT_TRUE(s.fifth.empty());
+        if (c.seam < 0) continue;
+        double len = 0.0;
+        for (const CKrSeg3d& g : s.segs) len += g.m_pt[0].Distance(g.m_pt[1]);
+        EXPECT_NEAR(len, c.seam, 1e-9);
+        // The last seed is a triangle of the target.
+        int seeds = 0;
+        for (const _sTri* t : target.m_setTri) {
+            bool same = true;
+            for (int k = 0; k < 3; ++k) same = same && t->pVer[k]->pt.Dist2(s.seed.m_pt[k]) == 0.0;
+            seeds += same;
+        }
+        EXPECT_EQ(seeds, 1);
+    }
+}
+
+TEST(KrMeshBooleanClassify, CannotClassify)
+{
+    CKrMeshData a, b, empty;
+    testmesh::Load(a, testmesh::Box(0, 0, 0, 10, 10, 10));
+    testmesh::Load(b, testmesh::Box(5, 5, 5, 15, 15, 15));
+    Sorted s;
+    // Against nothing, everything is outside.
+    s.Run(empty, a);
+    EXPECT_TRUE(s.ok);
+    EXPECT_EQ(s.out.size(), 12u);
+    // A mesh against itself cannot be sorted; the lists are emptied.
+    s.Run(a, a);
+    EXPECT_FALSE(s.ok);
+    EXPECT_TRUE(s.out.empty() && s.in.empty() && s.segs.empty());
+    // A degenerate triangle has no side: it goes to the fifth list, and
+    // the sort reports that it could not classify everything.
+    _sTri* flat = b.AddTri(b.InsertVertex({30, 0, 0}), b.InsertVertex({31, 0, 0}), b.InsertVertex({32, 0, 0}));
+    ASSERT_NE(flat, nullptr);
+    s.Run(a, b);
+    EXPECT_FALSE(s.ok);
+    ASSERT_EQ(s.fifth.size(), 1u);
+    EXPECT_EQ(s.fifth[0], flat);
+    s.ExpectPartition(b);
 }
 
 }  // namespace

@@ -6,7 +6,8 @@
 #include <set>
 #include <vector>
 
-#include "edit/EditTestUtil.h"
+#include "KrTestMeshes.h"
+#include "build/KrDelaunay.h"
 #include "edit/KrMeshQuery.h"
 
 using namespace TesTriMesh;
@@ -34,7 +35,26 @@ using Access = TesTriMesh::CKrMeshQueryTestAccess;
 
 namespace {
 
-void Load(CKrMeshData& mesh, const edittest::Pts& pts, const edittest::Ids& ids) { mesh.InputData(pts, ids, true); }
+using testmesh::Load;
+
+void Load(CKrMeshData& mesh, const testmesh::Pts& pts, const testmesh::Ids& ids) { mesh.InputData(pts, ids, true); }
+
+// A Delaunay TIN of n random points and the four corners of the square
+// [0, size]^2, z = f(x, y).
+bool RandomTin(CKrMeshData& mesh, std::size_t n, double size, const std::function<double(double, double)>& f,
+               unsigned seed)
+{
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> u(0.0, size);
+    CKrDelaunay tin(mesh, 0.01);
+    for (double x : {0.0, size})
+        for (double y : {0.0, size}) tin.AddVertex(CKrPoint3d(x, y, f(x, y)));
+    for (std::size_t i = 0; i < n; ++i) {
+        const double x = u(rng), y = u(rng);
+        tin.AddVertex(CKrPoint3d(x, y, f(x, y)));
+    }
+    return tin.Delaunay();
+}
 
 // The highest z over (x, y) of any triangle holding the point in plan, by
 // plain barycentric coordinates over every triangle.
@@ -56,54 +76,66 @@ bool BruteMapPoint(const CKrMeshData& mesh, double x, double y, double& z)
 
 }  // namespace
 
-TEST(MeshQueryMapPoint, PlaneAndParaboloidTins)
+TEST(MeshQueryMapPoint, CurvedTinAgainstEveryTriangle)
 {
+    // A TIN of a paraboloid (so that a neighbouring triangle would answer
+    // differently) need not fill the whole square: each answer is checked
+    // against a search of every triangle, and z is untouched when off.
     std::mt19937_64 rng(7);
     std::uniform_real_distribution<double> u(0.0, 100.0);
-    // A plane comes back exactly. The TIN need not fill the whole square, so
-    // each answer is checked against a search of every triangle.
-    auto plane = [](double x, double y) { return 0.3 * x - 0.2 * y + 5.0; };
-    CKrMeshData flat;
-    ASSERT_TRUE(edittest::RandomTin(flat, 2000, 100.0, plane, 1));
-    Q qf(flat);
+    auto bowl = [](double x, double y) { return 0.01 * ((x - 50) * (x - 50) + (y - 50) * (y - 50)) + 0.3 * x; };
+    CKrMeshData mesh;
+    ASSERT_TRUE(RandomTin(mesh, 2000, 100.0, bowl, 1));
+    Q q(mesh);
     int found = 0;
     for (int i = 0; i < 1000; ++i) {
         const double x = u(rng), y = u(rng);
-        double z = -1e9, ref = 0.0;
-        const bool on = BruteMapPoint(flat, x, y, ref);
-        ASSERT_EQ(qf.GetMapPoint(x, y, z), on) << x << " " << y;
-        EXPECT_NEAR(z, on ? plane(x, y) : -1e9, 1e-9);  // untouched when off
+        double z = -1e9, ref = -1e9;
+        const bool on = BruteMapPoint(mesh, x, y, ref);
+        ASSERT_EQ(q.GetMapPoint(x, y, z), on) << x << " " << y;
+        EXPECT_NEAR(z, ref, 1e-9);
         found += on;
     }
     EXPECT_GT(found, 950);
+}
 
-    // A convex paraboloid: the interpolant lies above it by at most c h^2,
-    // h the longest edge.
-    const double c = 0.01;
-    auto bowl = [c](double x, double y) { return c * ((x - 50) * (x - 50) + (y - 50) * (y - 50)); };
-    CKrMeshData para;
-    ASSERT_TRUE(edittest::RandomTin(para, 3000, 100.0, bowl, 2));
-    double h = 0.0;
-    for (const _sTri* t : para.m_setTri)
-        for (int k = 0; k < 3; ++k) h = std::max(h, t->pVer[k]->pt.Distance2d(t->pVer[(k + 1) % 3]->pt));
-    Q qp(para);
-    double worst = 0.0;
-    for (int i = 0; i < 500; ++i) {
-        const double x = u(rng), y = u(rng);
-        double z = 0.0;
-        if (!qp.GetMapPoint(x, y, z)) continue;
-        EXPECT_GE(z - bowl(x, y), -1e-9);
-        EXPECT_LE(z - bowl(x, y), c * h * h);
-        worst = std::max(worst, z - bowl(x, y));
+// A query object that has answered many elevations switches to its own plan
+// grid. The answers must be exactly those of a fresh object, which still
+// goes through the octree: on triangles, on edges and vertices, just outside
+// the border and far away.
+TEST(MeshQueryMapPoint, PlanGridMatchesTheOctreePath)
+{
+    CKrMeshData mesh;
+    ASSERT_TRUE(RandomTin(mesh, 3000, 500.0, [](double x, double y) { return std::sin(x * 0.02) * 30.0 + y * 0.1; }, 17));
+    std::mt19937_64 rng(17);
+    std::uniform_real_distribution<double> v(-20.0, 520.0);
+    std::vector<CKrPoint3d> probes;
+    for (int i = 0; i < 4000; ++i) probes.emplace_back(v(rng), v(rng), 0.0);
+    for (const _sVertex* w : mesh.m_setVer) probes.push_back(w->pt);  // exactly on vertices
+    for (const _sEdge* e : mesh.m_setEdge)                             // and on edge midpoints
+        probes.push_back((e->pVer[0]->pt + e->pVer[1]->pt) * 0.5);
+    Q warm(mesh);
+    int mismatches = 0, on = 0;
+    for (const CKrPoint3d& p : probes) {
+        double z1 = -1e300, z2 = -1e300;
+        const bool a = Q(mesh).GetMapPoint(p.x, p.y, z1);  // a fresh object answers through the octree
+        const bool b = warm.GetMapPoint(p.x, p.y, z2);     // through the grid after the first few
+        on += a;
+        mismatches += a != b || (a && z1 != z2);
     }
-    EXPECT_GT(worst, 0.0);  // interpolated, not evaluated
+    EXPECT_EQ(mismatches, 0);
+    EXPECT_GT(on, 3000);  // most probes lie over the surface
+    double z = 7.0;
+    EXPECT_FALSE(warm.GetMapPoint(1e6, 1e6, z));
+    EXPECT_FALSE(warm.GetMapPoint(std::nan(""), 10.0, z));
+    EXPECT_EQ(z, 7.0);
 }
 
 TEST(MeshQueryMapPoint, TopSheetWinsAndOffSurfaceFails)
 {
     // A strip folded back over itself along x = 10 (lower sheet z = 0, upper
     // z = 1 + 0.1 x from x = 10 back to 2, joined by a vertical face).
-    edittest::Pts pts = {{0, 0, 0}, {10, 0, 0}, {10, 5, 0}, {0, 5, 0}, {2, 0, 1.2}, {2, 5, 1.2}, {10, 0, 2}, {10, 5, 2}};
+    testmesh::Pts pts = {{0, 0, 0}, {10, 0, 0}, {10, 5, 0}, {0, 5, 0}, {2, 0, 1.2}, {2, 5, 1.2}, {10, 0, 2}, {10, 5, 2}};
     CKrMeshData fold;
     Load(fold, pts, {{0, 1, 2}, {0, 2, 3}, {1, 6, 7}, {1, 7, 2}, {6, 4, 5}, {6, 5, 7}});
     Q q(fold);
@@ -117,8 +149,8 @@ TEST(MeshQueryMapPoint, TopSheetWinsAndOffSurfaceFails)
     // Three stacked sheets in every import order: the top one answers.
     int order[3] = {0, 1, 2};
     do {
-        edittest::Pts sp;
-        edittest::Ids si;
+        testmesh::Pts sp;
+        testmesh::Ids si;
         for (int k : order) {
             const int b = static_cast<int>(sp.size());
             sp.insert(sp.end(), {{0, 0, 3.0 * k}, {4, 0, 3.0 * k + 0.4}, {0, 4, 3.0 * k}});
@@ -143,11 +175,8 @@ TEST(MeshQueryMapPoint, TopSheetWinsAndOffSurfaceFails)
 TEST(MeshQueryRay, NearestHitOnClosedSphereFromOutsideAndInside)
 {
     const double r = 50.0;
-    edittest::Pts pts;
-    edittest::Ids ids;
-    edittest::Sphere(r, 12, pts, ids);
     CKrMeshData mesh;
-    Load(mesh, pts, ids);
+    Load(mesh, testmesh::Sphere({0, 0, 0}, r, 3));
     Q q(mesh);
     struct Ray {
         CKrPoint3d o;
@@ -180,18 +209,17 @@ TEST(MeshQueryRay, NearestHitOnClosedSphereFromOutsideAndInside)
 TEST(MeshQueryHitTest, SidesOfClosedMeshes)
 {
     const CGeoVector up(0, 0, 1);
-    edittest::Pts pts;
-    edittest::Ids ids;
-    edittest::Sphere(50.0, 10, pts, ids);
+    testmesh::Solid ball = testmesh::Sphere({0, 0, 0}, 50.0, 3);
     CKrMeshData sphere;
-    Load(sphere, pts, ids);
+    Load(sphere, ball);
     Q qs(sphere);
+    const CKrPoint3d v = ball.pts[0];  // a vertex
     EXPECT_EQ(qs.HitTestPt(CKrPoint3d(0, 0, 0), up), Q::eHitBack);
     EXPECT_EQ(qs.HitTestPt(CKrPoint3d(48.5, 0, 0), up), Q::eHitBack);
     EXPECT_EQ(qs.HitTestPt(CKrPoint3d(200, 0, 0), up), Q::eHitFront);
-    EXPECT_EQ(qs.HitTestPt(CKrPoint3d(50.5, 0, 0), up), Q::eHitFront);  // facing a vertex
-    EXPECT_EQ(qs.HitTestPt(CKrPoint3d(50, 0, 0), CGeoVector(1, 0, 0)), Q::eHitOnFront);
-    EXPECT_EQ(qs.HitTestPt(CKrPoint3d(50, 0, 0), CGeoVector(-1, 0, 0)), Q::eHitOnBack);
+    EXPECT_EQ(qs.HitTestPt(v * 1.01, up), Q::eHitFront);  // facing a vertex
+    EXPECT_EQ(qs.HitTestPt(v, CGeoVector(v)), Q::eHitOnFront);
+    EXPECT_EQ(qs.HitTestPt(v, CGeoVector(v * -1.0)), Q::eHitOnBack);
     const _sTri* t = *sphere.m_setTri.begin();
     const CKrPoint3d a = t->pVer[0]->pt, b = t->pVer[1]->pt, c = t->pVer[2]->pt;
     EXPECT_EQ(qs.HitTestPt((a + b + c) * (1.0 / 3.0), CGeoVector(b - a)), Q::eHitOnBack);  // along the surface
@@ -205,10 +233,10 @@ TEST(MeshQueryHitTest, SidesOfClosedMeshes)
     // of the three faces meeting there, all equally near. Only the tie
     // resolution finds it outside, whichever face comes first.
     const double pi = 3.141592653589793;
-    pts.clear();
+    testmesh::Pts pts;
     for (int k = 0; k < 3; ++k) pts.emplace_back(std::cos(2 * pi * k / 3), std::sin(2 * pi * k / 3), 0.0);
     pts.emplace_back(0.0, 0.0, 10.0);
-    ids = {{0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 2, 1}};
+    const testmesh::Ids ids = {{0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 2, 1}};
     CKrMeshData needle;
     Load(needle, pts, ids);
     CGeoVector n[3];
@@ -227,10 +255,8 @@ TEST(MeshQueryHitTest, SidesOfClosedMeshes)
 
     // An open square in z = 0: in its plane beyond a side is "back"; beyond
     // the corner both triangles share, nothing decides.
-    edittest::Grid(1, 1, [](double, double) { return 0.0; }, pts, ids);
-    for (auto& p : pts) p = p * 10.0;
     CKrMeshData sq, empty;
-    Load(sq, pts, ids);
+    Load(sq, testmesh::Grid(1, 1, 0, 0, 10, [](double, double) { return 0.0; }));
     EXPECT_EQ(Q(sq).HitTestPt(CKrPoint3d(12, 5, 0), up), Q::eHitBack);
     EXPECT_EQ(Q(sq).HitTestPt(CKrPoint3d(12, 12, 0), up), Q::eHitNone);
     EXPECT_EQ(Q(empty).HitTestPt(CKrPoint3d(0, 0, 0), up), Q::eHitNone);
@@ -239,12 +265,9 @@ TEST(MeshQueryHitTest, SidesOfClosedMeshes)
 TEST(MeshQueryOutline, LoopsOfMeshesWithHoles)
 {
     // 6 x 6 grid with a one-square and a two-square hole.
-    edittest::Pts pts;
-    edittest::Ids ids;
     auto skip = [](int i, int j) { return (i == 1 && j == 1) || (j == 3 && (i == 3 || i == 4)); };
-    edittest::Grid(6, 6, [](double x, double y) { return 0.5 * x + y; }, pts, ids, skip);
     CKrMeshData mesh;
-    Load(mesh, pts, ids);
+    Load(mesh, testmesh::Grid(6, 6, 0, 0, 1, [](double x, double y) { return 0.5 * x + y; }, skip));
     Q q(mesh);
     std::vector<CKrPolyLine> loops;
     ASSERT_TRUE(q.GetOutline(loops));
@@ -273,12 +296,9 @@ TEST(MeshQueryOutline, LoopsOfMeshesWithHoles)
 
 TEST(MeshQueryDrape, PolylinesFollowTheSurface)
 {
-    edittest::Pts pts;
-    edittest::Ids ids;
     auto f = [](double x, double y) { return 0.05 * x * x - 0.1 * y; };
-    edittest::Grid(8, 8, f, pts, ids, [](int i, int j) { return i == 4 && j >= 2 && j <= 5; });
     CKrMeshData mesh;
-    Load(mesh, pts, ids);
+    Load(mesh, testmesh::Grid(8, 8, 0, 0, 1, f, [](int i, int j) { return i == 4 && j >= 2 && j <= 5; }));
     Q q(mesh);
     // Pieces over each triangle, on the surface, covering the line once.
     const std::vector<CKrPoint3d> line = {{0.5, 0.5, 0}, {3.5, 1.7, 0}};
@@ -318,11 +338,8 @@ TEST(MeshQueryDrape, PolylinesFollowTheSurface)
 
 TEST(MeshQuerySearch, TrianglesAtAPointAndVerticesInAPolygon)
 {
-    edittest::Pts pts;
-    edittest::Ids ids;
-    edittest::Grid(5, 5, [](double x, double y) { return x + y; }, pts, ids);
     CKrMeshData mesh;
-    Load(mesh, pts, ids);
+    Load(mesh, testmesh::Grid(5, 5, 0, 0, 1, [](double x, double y) { return x + y; }));
     Q q(mesh);
     // Inside one triangle, then on a vertex where six meet (out is not
     // cleared); far above nothing (a spatial search).

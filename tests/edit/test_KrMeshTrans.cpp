@@ -3,7 +3,7 @@
 #include <set>
 #include <vector>
 
-#include "edit/EditTestUtil.h"
+#include "KrTestMeshes.h"
 #include "edit/KrMeshTrans.h"
 
 using namespace TesTriMesh;
@@ -53,7 +53,7 @@ void FlagEdges(CKrMeshData& m, F on)
 TEST(MeshTransSection, PlanesThroughNoneOneTwoAndThreeCorners)
 {
     CKrMeshData mesh;
-    mesh.InputData(edittest::Pts{{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, edittest::Ids{{0, 1, 2}}, true);
+    mesh.InputData(testmesh::Pts{{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, testmesh::Ids{{0, 1, 2}}, true);
     const _sTri* t = *mesh.m_setTri.begin();
     const CKrPoint3d P0 = t->pVer[0]->pt, P1 = t->pVer[1]->pt, P2 = t->pVer[2]->pt;
     ASSERT_EQ(P1.x, 10.0);
@@ -109,12 +109,9 @@ TEST(MeshTransSection, PlanesThroughNoneOneTwoAndThreeCorners)
 
 TEST(MeshTransFill, StopsAtBarrierEdgesSignedTrianglesAndTheBorder)
 {
-    edittest::Pts pts;
-    edittest::Ids ids;
     auto f = [](double x, double y) { return 0.1 * x + 0.2 * y; };
-    edittest::Grid(6, 6, f, pts, ids);
     CKrMeshData mesh;
-    mesh.InputData(pts, ids, true);
+    testmesh::Load(mesh, testmesh::Grid(6, 6, 0, 0, 1, f));
     CKrMeshTrans trans(mesh);
 
     // A cut along x = 3: each side is filled alone, seed (under the point) first.
@@ -143,9 +140,8 @@ TEST(MeshTransFill, StopsAtBarrierEdgesSignedTrianglesAndTheBorder)
     EXPECT_TRUE(left.empty());
 
     // A region of 320,000 triangles: the fill needs no deep recursion.
-    edittest::Grid(400, 400, [](double, double) { return 0.0; }, pts, ids);
     CKrMeshData big;
-    big.InputData(pts, ids, true);
+    testmesh::Load(big, testmesh::Grid(400, 400, 0, 0, 1, [](double, double) { return 0.0; }));
     CKrMeshTrans bigTrans(big);
     ASSERT_TRUE(Access::Fill(bigTrans, CKrPoint3d(0.3, 0.2, 0), left));
     EXPECT_EQ(left.size(), static_cast<std::size_t>(big.TriNum()));
@@ -153,11 +149,8 @@ TEST(MeshTransFill, StopsAtBarrierEdgesSignedTrianglesAndTheBorder)
 
 TEST(MeshTransSign, TrianglesWhoseCentroidIsInsideThePolygon)
 {
-    edittest::Pts pts;
-    edittest::Ids ids;
-    edittest::Grid(5, 5, [](double x, double) { return x; }, pts, ids);
     CKrMeshData mesh;
-    mesh.InputData(pts, ids, true);
+    testmesh::Load(mesh, testmesh::Grid(5, 5, 0, 0, 1, [](double x, double) { return x; }));
     CKrMeshTrans trans(mesh);
     Access::Sign(trans, {{1, 1, 0}, {3.5, 1, 0}, {3.5, 3, 0}, {1, 3, 0}});
     int marked = 0;
@@ -179,14 +172,10 @@ TEST(MeshTransSort, RegionsAndTrianglesOnTheOtherSurface)
 {
     // A 6 x 6 sheet at z = 0 facing up; a box [2, 4]^2 x [0, 2] whose bottom
     // (facing down) lies in the sheet.
-    edittest::Pts pts;
-    edittest::Ids ids;
-    edittest::Grid(6, 6, [](double, double) { return 0.0; }, pts, ids);
     CKrMeshData sheet;
-    sheet.InputData(pts, ids, true);
-    edittest::Box(CKrPoint3d(2, 2, 0), CKrPoint3d(4, 4, 2), pts, ids);
+    testmesh::Load(sheet, testmesh::Grid(6, 6, 0, 0, 1, [](double, double) { return 0.0; }));
     CKrMeshData box;
-    box.InputData(pts, ids, true);
+    testmesh::Load(box, testmesh::Box(2, 2, 0, 4, 4, 2));
     auto under = [](const _sTri* t) {
         const CKrPoint3d c = Centroid(t);
         return c.x > 2 && c.x < 4 && c.y > 2 && c.y < 4;
@@ -210,9 +199,8 @@ TEST(MeshTransSort, RegionsAndTrianglesOnTheOtherSurface)
 
     // Lifted into the box with the cut lines flagged: the inner piece is
     // behind the box, the outer in front.
-    edittest::Grid(6, 6, [](double, double) { return 1.0; }, pts, ids);
     CKrMeshData lifted;
-    lifted.InputData(pts, ids, true);
+    testmesh::Load(lifted, testmesh::Grid(6, 6, 0, 0, 1, [](double, double) { return 1.0; }));
     FlagEdges(lifted, [](const CKrPoint3d& p) {
         return ((p.x == 2 || p.x == 4) && p.y >= 2 && p.y <= 4) || ((p.y == 2 || p.y == 4) && p.x >= 2 && p.x <= 4);
     });

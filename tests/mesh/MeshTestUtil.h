@@ -11,7 +11,7 @@
 #include "geom/sTriID.h"
 #include "mesh/KrMeshData.h"
 
-#include "edit/EditTestUtil.h"
+#include "KrTestMeshes.h"
 
 namespace meshtest {
 
@@ -28,7 +28,9 @@ std::vector<typename C::value_type> Items(const C& c)
 inline void Grid(int nx, int ny, std::vector<CKrPoint3d>& pts, std::vector<KrTesGeo::_sTri_ID>& ids,
                  const std::function<bool(int, int)>& skip = nullptr)
 {
-    edittest::Grid(nx, ny, [](double x, double y) { return 0.1 * (x + y); }, pts, ids, skip);
+    const testmesh::Solid s = testmesh::Grid(nx, ny, 0.0, 0.0, 1.0, [](double x, double y) { return 0.1 * (x + y); }, skip);
+    pts = s.pts;
+    ids = s.ids;
 }
 
 // A triangle as its corner coordinates, rotated to start at the

@@ -8,8 +8,12 @@
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
+
+#include "KrTesIO.h"
+#include "KrTestMeshes.h"
 
 namespace krtes_test {
 
@@ -43,7 +47,7 @@ inline std::string Temp(const std::string& name)
 inline std::string Write(const std::string& name, const std::string& text)
 {
     const std::string p = Temp(name);
-    std::ofstream(p) << text;
+    std::ofstream(p, std::ios::binary) << text;
     return p;
 }
 
@@ -56,6 +60,19 @@ inline std::string Read(const std::string& path)
 }
 
 inline bool Exists(const std::string& path) { return std::ifstream(path).good(); }
+
+// An n x n grid of h-sized cells from (x0, 0), heights z(x, y), written as a
+// mesh file; cells where skip(i, j) holds are left out.
+inline std::string GridFile(const std::string& name, int n, double x0, double h,
+                            const std::function<double(double, double)>& z,
+                            const std::function<bool(int, int)>& skip = nullptr)
+{
+    const testmesh::Solid g = testmesh::Grid(n, n, x0, 0.0, h, z, skip);
+    const std::string p = Temp(name);
+    std::string err;
+    EXPECT_TRUE(krtes::WriteMeshFile(p, g.pts, g.ids, err)) << err;
+    return p;
+}
 
 }  // namespace krtes_test
 

@@ -1,10 +1,15 @@
-#ifndef KRTES_TESTS_MESHBOOLEANUTIL_H
-#define KRTES_TESTS_MESHBOOLEANUTIL_H
+#ifndef KRTES_TESTS_KRTESTMESHES_H
+#define KRTES_TESTS_KRTESTMESHES_H
 
-// Solids and checks shared by the boolean tests.
+// Meshes, solids and checks shared by the test suites.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <functional>
 #include <cmath>
 #include <map>
 #include <string>
@@ -15,9 +20,10 @@
 #include "geom/KrPoint3d.h"
 #include "geom/KrSpaceMath.h"
 #include "geom/sTriID.h"
+#include "krtesmath/CGeDataTriMesh.h"
 #include "mesh/KrMeshData.h"
 
-namespace booltest {
+namespace testmesh {
 
 using Ids = std::vector<KrTesGeo::_sTri_ID>;
 using Pts = std::vector<CKrPoint3d>;
@@ -38,6 +44,33 @@ inline Solid Box(double x0, double y0, double z0, double x1, double y1, double z
         s.ids.emplace_back(q[0], q[2], q[3]);
     }
     return s;
+}
+
+// A height field of nx x ny cells of size h from (x0, y0), two triangles a
+// cell, counter-clockwise in plan, z = f(x, y); cells where skip(i, j) holds
+// are left out.
+inline Solid Grid(int nx, int ny, double x0, double y0, double h, const std::function<double(double, double)>& f,
+                  const std::function<bool(int, int)>& skip = nullptr)
+{
+    Solid s;
+    for (int j = 0; j <= ny; ++j)
+        for (int i = 0; i <= nx; ++i) s.pts.emplace_back(x0 + i * h, y0 + j * h, f(x0 + i * h, y0 + j * h));
+    for (int j = 0; j < ny; ++j)
+        for (int i = 0; i < nx; ++i) {
+            if (skip && skip(i, j)) continue;
+            const int a = j * (nx + 1) + i;
+            s.ids.emplace_back(a, a + 1, a + nx + 2);
+            s.ids.emplace_back(a, a + nx + 2, a + nx + 1);
+        }
+    return s;
+}
+
+inline CGeDataTriMesh ToGeData(const Solid& s)
+{
+    CGeDataTriMesh g;
+    for (const CKrPoint3d& p : s.pts) g.AddPoint(p.x, p.y, p.z);
+    for (const auto& t : s.ids) g.AddTri(t.nID[0], t.nID[1], t.nID[2]);
+    return g;
 }
 
 // Rotation of the solid about the axis through `centre` with direction
@@ -270,10 +303,33 @@ inline SolidReport Inspect(TesTriMesh::CKrMeshData& m)
     return r;
 }
 
-// Volume of the intersection of two convex solids, each given by the
-// outward planes of its faces (n . x + d <= 0 inside): the first solid's
-// faces clipped by the second's planes, each cut closed by a cap. An oracle
-// independent of the library's boolean.
+// A fixture running each test in a fresh working directory of its own: the
+// boolean construction writes its diagnostic files into the current one.
+class InScratchDir : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char buf[4096];
+        ASSERT_NE(getcwd(buf, sizeof buf), nullptr);
+        m_home = buf;
+        std::string tmpl = ::testing::TempDir() + "krtes_cwd_XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
+        m_dir = tmpl;
+        ASSERT_EQ(chdir(m_dir.c_str()), 0);
+    }
+    void TearDown() override
+    {
+        ASSERT_EQ(chdir(m_home.c_str()), 0);
+        std::system(("rm -rf '" + m_dir + "'").c_str());
+    }
+    std::string m_home, m_dir;
+};
+
+// Volume of the intersection of two convex solids, an oracle independent of
+// the library's boolean. Its boundary is the part of each solid's surface
+// inside the other: each face is clipped by the other's face planes
+// (n . x + d <= 0 inside), closed for A and open for B so that a face both
+// share counts once.
 struct Plane {
     double n[3];
     double d;
@@ -293,69 +349,38 @@ inline std::vector<Plane> FacePlanes(const Solid& s)
     return out;
 }
 
-inline double ConvexIntersectionVolume(const Solid& a, const Solid& b)
+inline double ClippedSurfaceVolume(const Solid& a, const Solid& b, bool closed)
 {
-    using Face = std::vector<CKrPoint3d>;
-    std::vector<Face> faces;
-    for (const auto& t : a.ids) faces.push_back({a.pts[t.nID[0]], a.pts[t.nID[1]], a.pts[t.nID[2]]});
-    for (const Plane& pl : FacePlanes(b)) {
-        auto side = [&](const CKrPoint3d& p) { return pl.n[0] * p.x + pl.n[1] * p.y + pl.n[2] * p.z + pl.d; };
-        const double tiny = 1e-9;
-        double hi = -1e300, lo = 1e300;
-        for (const Face& f : faces)
-            for (const CKrPoint3d& p : f) {
-                hi = std::max(hi, side(p));
-                lo = std::min(lo, side(p));
-            }
-        if (faces.empty() || hi <= tiny) continue;  // nothing beyond this plane
-        if (lo >= -tiny) return 0.0;               // nothing before it
-        std::vector<Face> kept;
-        std::vector<CKrPoint3d> cut;
-        for (const Face& f : faces) {
-            Face g;
+    const double tiny = 1e-9;
+    const std::vector<Plane> planes = FacePlanes(b);
+    double v = 0.0;
+    for (const auto& t : a.ids) {
+        std::vector<CKrPoint3d> f = {a.pts[t.nID[0]], a.pts[t.nID[1]], a.pts[t.nID[2]]};
+        for (const Plane& pl : planes) {
+            auto side = [&](const CKrPoint3d& p) { return pl.n[0] * p.x + pl.n[1] * p.y + pl.n[2] * p.z + pl.d; };
+            auto in = [&](double sd) { return closed ? sd <= tiny : sd < -tiny; };
+            std::vector<CKrPoint3d> g;
             for (std::size_t i = 0; i < f.size(); ++i) {
                 const CKrPoint3d &p = f[i], &q = f[(i + 1) % f.size()];
                 const double sp = side(p), sq = side(q);
-                if (sp <= tiny) g.push_back(p);
-                if (std::fabs(sp) <= tiny) cut.push_back(p);
-                if ((sp < -tiny && sq > tiny) || (sp > tiny && sq < -tiny)) {
-                    const CKrPoint3d x = p + (q - p) * (sp / (sp - sq));
-                    g.push_back(x);
-                    cut.push_back(x);
-                }
+                if (in(sp)) g.push_back(p);
+                if (in(sp) != in(sq) && sp != sq) g.push_back(p + (q - p) * (sp / (sp - sq)));
             }
-            if (g.size() >= 3) kept.push_back(g);
+            f.swap(g);
         }
-        if (cut.size() >= 3) {
-            CKrPoint3d c(0.0, 0.0, 0.0);
-            for (const CKrPoint3d& p : cut) c = c + p;
-            c = c * (1.0 / static_cast<double>(cut.size()));
-            // Order the cap around its centre, facing along the plane's normal.
-            double ux = 1, uy = 0, uz = 0;
-            if (std::fabs(pl.n[0]) > 0.9) ux = 0, uy = 1;
-            double e1[3] = {uy * pl.n[2] - uz * pl.n[1], uz * pl.n[0] - ux * pl.n[2], ux * pl.n[1] - uy * pl.n[0]};
-            const double l = std::sqrt(e1[0] * e1[0] + e1[1] * e1[1] + e1[2] * e1[2]);
-            for (double& x : e1) x /= l;
-            const double e2[3] = {pl.n[1] * e1[2] - pl.n[2] * e1[1], pl.n[2] * e1[0] - pl.n[0] * e1[2],
-                                  pl.n[0] * e1[1] - pl.n[1] * e1[0]};
-            auto ang = [&](const CKrPoint3d& p) {
-                const CKrPoint3d d = p - c;
-                return std::atan2(d.x * e2[0] + d.y * e2[1] + d.z * e2[2], d.x * e1[0] + d.y * e1[1] + d.z * e1[2]);
-            };
-            std::sort(cut.begin(), cut.end(), [&](const CKrPoint3d& p, const CKrPoint3d& q) { return ang(p) < ang(q); });
-            kept.push_back(cut);
-        }
-        faces.swap(kept);
-    }
-    double v = 0.0;
-    for (const Face& f : faces)
         for (std::size_t i = 1; i + 1 < f.size(); ++i) {
             const CKrPoint3d &p = f[0], &q = f[i], &r = f[i + 1];
             v += p.x * (q.y * r.z - q.z * r.y) - p.y * (q.x * r.z - q.z * r.x) + p.z * (q.x * r.y - q.y * r.x);
         }
+    }
     return v / 6.0;
 }
 
-}  // namespace booltest
+inline double ConvexIntersectionVolume(const Solid& a, const Solid& b)
+{
+    return ClippedSurfaceVolume(a, b, true) + ClippedSurfaceVolume(b, a, false);
+}
+
+}  // namespace testmesh
 
 #endif
