@@ -293,3 +293,58 @@ TEST(Collision, ChecksAccumulateAndTreesAreShared)
     EXPECT_TRUE(cur.expired());
     EXPECT_TRUE(c.IsColl());
 }
+
+TEST(Collision, ContactToleranceTouchingBoxesAndTies)
+{
+    auto tri = [](CGeDataTriMesh& m, const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c) {
+        const int base = m.GetPointCount();
+        m.AddPoint(a.x, a.y, a.z), m.AddPoint(b.x, b.y, b.z), m.AddPoint(c.x, c.y, c.z);
+        m.AddTri(base, base + 1, base + 2);
+    };
+    // Two tiny parallel triangles that do not meet count as in contact when
+    // their centroids are within 1e-6 (the band is closed), not farther.
+    for (double gap : {5e-7, 1e-6, 5e-4}) {
+        SCOPED_TRACE(gap);
+        CGeDataTriMesh a, b;
+        tri(a, CKrPoint3d(0, 0, 0), CKrPoint3d(1e-4, 0, 0), CKrPoint3d(0, 1e-4, 0));
+        tri(b, CKrPoint3d(0, 0, gap), CKrPoint3d(1e-4, 0, gap), CKrPoint3d(0, 1e-4, gap));
+        CCollision c;
+        ASSERT_TRUE(c.CollisionCheck(a, b));
+        EXPECT_EQ(c.IsColl(), gap <= 1e-6);
+        EXPECT_NEAR(c.DistClose(), gap, 1e-12);
+    }
+
+    // Boxes that only touch still have their triangles measured: a decoy
+    // measured first holds a distance (0.5) shorter than the centroid
+    // distance of the pair that shares a corner (about 1.49), so only the
+    // box test brings that pair in.
+    const CKrPoint3d p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0);
+    CGeDataTriMesh one;
+    tri(one, p0, p1, p2);
+    for (bool decoyFirst : {true, false}) {
+        CGeDataTriMesh other;
+        auto decoy = [&] { tri(other, CKrPoint3d(0, 0, 0.5), CKrPoint3d(1, 0, 0.5), CKrPoint3d(0, 1, 0.5)); };
+        auto corner = [&] { tri(other, p1, CKrPoint3d(2, 0, 1), CKrPoint3d(2, 1, 1)); };
+        if (decoyFirst) decoy(), corner();
+        else corner(), decoy();
+        // Pairs are measured in the order of the triangle records' addresses.
+        const bool decoyMeasuredFirst = std::less<const void*>()(other.GetTri(0), other.GetTri(1)) == decoyFirst;
+        if (!decoyMeasuredFirst) continue;
+        CCollision c;
+        EXPECT_TRUE(Access::PairLoop(c, one, other, AllTris(one), AllTris(other)));
+        EXPECT_TRUE(c.IsColl());
+        EXPECT_EQ(c.DistClose(), 0.0);
+    }
+
+    // Two pairs at exactly the same distance: the first measured is kept.
+    CGeDataTriMesh mirrored;
+    tri(mirrored, CKrPoint3d(0, 0, 5), CKrPoint3d(1, 0, 5), CKrPoint3d(0, 1, 5));
+    tri(mirrored, CKrPoint3d(0, 0, -5), CKrPoint3d(1, 0, -5), CKrPoint3d(0, 1, -5));
+    CCollision c;
+    ASSERT_TRUE(Access::PairLoop(c, one, mirrored, AllTris(one), AllTris(mirrored)));
+    EXPECT_EQ(c.DistClose(), 5.0);
+    CKrTri3d ta, tb;
+    c.GetClosePair(ta, tb);
+    const bool firstIsUpper = std::less<const void*>()(mirrored.GetTri(0), mirrored.GetTri(1));
+    EXPECT_EQ(tb.m_pt[0].z, firstIsUpper ? 5.0 : -5.0);
+}
