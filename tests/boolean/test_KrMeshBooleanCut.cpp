@@ -3,6 +3,7 @@
 // the solid of another.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <set>
@@ -188,6 +189,10 @@ TEST(KrMeshBooleanSection, CrossingTouchingAndCoplanarPairs)
         // other, also 1e-7 away and facing the other way.
         {"coplanar overlap", {{2, 2, 0}, {12, 2, 0}, {2, 12, 0}}, 2, overlap},
         {"coplanar 1e-7 away, reversed", {{2, 2, 1e-7}, {2, 12, 1e-7}, {12, 2, 1e-7}}, 2, overlap},
+        // A large triangle tilted by 5e-8: a lies within tolerance of its
+        // plane, though its far corners are well off a's.
+        {"nearly coplanar, large", {{-1000, -1000, -5e-5}, {1000, -1000, 5e-5}, {0, 1000, 0}}, 2,
+         {{P{0, 0, 0}, P{10, 0, 0}}, {P{10, 0, 0}, P{0, 10, 0}}, {P{0, 10, 0}, P{0, 0, 0}}}},
         {"coplanar apart", {{11, 11, 0}, {20, 11, 0}, {11, 20, 0}}, 0, {}},
         {"coplanar, one shared corner", {{10, 0, 0}, {20, 0, 0}, {10, -10, 0}}, 0, {}},
         {"degenerate", {{1, 1, -1}, {2, 2, 0}, {3, 3, 1}}, -1, {}},
@@ -312,6 +317,26 @@ TEST(KrMeshBooleanCut, SeamInsideOneTriangleAndCurvedSeams)
     EXPECT_NEAR(FlaggedLength(mb), lenB, 1e-9);
 }
 
+TEST(KrMeshBooleanCut, SeamEndSnapsToANearbyVertex)
+{
+    // A fan whose base has two vertices 2^-6 apart (beyond the merge
+    // tolerance), and a wall at x = 5 standing on the base exactly halfway
+    // between them: the seam's end snaps to one of the two (it is within the
+    // tolerance of both) instead of splitting the base with a new vertex.
+    const double d = 1.0 / 128.0;
+    CKrMeshData fan, wall;
+    fan.InputData(testmesh::Pts{{0, 0, 0}, {5 - d, 0, 0}, {5 + d, 0, 0}, {10, 0, 0}, {5, 10, 0}},
+                  testmesh::Ids{{0, 1, 4}, {1, 2, 4}, {2, 3, 4}}, true);
+    wall.InputData(testmesh::Pts{{5, -5, -5}, {5, -5, 5}, {5, 5, 0}}, testmesh::Ids{{0, 1, 2}}, true);
+    std::vector<CKrSeg3d> segs;
+    ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(fan, wall, segs));
+    ASSERT_EQ(segs.size(), 1u);
+    EXPECT_TRUE(CKrPoint3d::CompPt(segs[0].m_pt[0], CKrPoint3d(5 - d, 0, 0)) == 0 ||
+                CKrPoint3d::CompPt(segs[0].m_pt[0], CKrPoint3d(5 + d, 0, 0)) == 0);
+    EXPECT_EQ(CKrPoint3d::CompPt(segs[0].m_pt[1], CKrPoint3d(5, 5, 0)), 0);
+    EXPECT_EQ(fan.m_setVer.size(), 6u);  // only the wall's corner is new
+}
+
 // ---- sorting the triangles of one mesh against another -------------------------
 
 double Area(const std::vector<_sTri*>& tris)
@@ -386,6 +411,26 @@ TEST(KrMeshBooleanClassify, OverlapCoplanarAndApart)
         }
         EXPECT_EQ(seeds, 1);
     }
+
+    // A turned box standing on a small one, a corner of its foot just past
+    // the small one's top. Its foot meets the top face to face: pieces
+    // clearly inside the contact stay opposite, whatever their neighbours
+    // across the contact's outline are sorted into.
+    CKrMeshData top, foot;
+    testmesh::Load(top, testmesh::Box(3, 1, 0, 4, 2, 1));
+    testmesh::Load(foot, testmesh::Rotated(testmesh::Box(0, 0, 1, 3, 3, 2), {2, 2, 2}, 0, 0, 1, 0.66));
+    Sorted s;
+    s.Run(top, foot);
+    EXPECT_TRUE(s.ok);
+    s.ExpectPartition(foot);
+    int inContact = 0;
+    for (const _sTri* t : foot.m_setTri) {
+        const CKrPoint3d c = (t->pVer[0]->pt + t->pVer[1]->pt + t->pVer[2]->pt) * (1.0 / 3.0);
+        if (c.z != 1.0 || c.x < 3.05 || c.x > 3.95 || c.y < 1.05 || c.y > 1.95) continue;
+        ++inContact;
+        EXPECT_EQ(std::count(s.opp.begin(), s.opp.end(), t), 1) << c.x << "," << c.y;
+    }
+    EXPECT_GE(inContact, 2);
 }
 
 TEST(KrMeshBooleanClassify, CannotClassify)

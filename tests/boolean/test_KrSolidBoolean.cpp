@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cmath>
 #include <fstream>
+#include <initializer_list>
 #include <regex>
 #include <string>
 
@@ -153,20 +155,24 @@ TEST_F(SolidBooleanTest, DiagnosticFilesAndTheirLines)
             outline += std::hypot(c[3] - c[0], c[4] - c[1]);
     }
     EXPECT_NEAR(outline, 20.0, 1e-9);
-    const std::vector<_sTri*>* lists[8] = {nullptr, &sol.AOutside(), &sol.AInside(), &sol.ASame(),
-                                           nullptr, &sol.BOutside(), &sol.BInside(), &sol.BSame()};
-    for (int f : {1, 3, 5, 6, 7}) {
-        const auto lines = Lines(kFiles[f]);
-        ASSERT_EQ(lines.size(), lists[f]->size()) << kFiles[f];
-        for (std::size_t i = 0; i < lines.size(); ++i) {
-            const _sTri* t = (*lists[f])[i];
-            char want[512];
-            std::snprintf(want, sizeof want, "%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f", t->pVer[0]->pt.x,
-                          t->pVer[0]->pt.y, t->pVer[0]->pt.z, t->pVer[1]->pt.x, t->pVer[1]->pt.y, t->pVer[1]->pt.z,
-                          t->pVer[2]->pt.x, t->pVer[2]->pt.y, t->pVer[2]->pt.z);
-            EXPECT_EQ(lines[i], want);
+    // Each triangle file lists its own list, entry by entry.
+    auto expectTriFiles = [](const CKrSolidBoolean& s, std::initializer_list<int> files) {
+        const std::vector<_sTri*>* lists[8] = {nullptr, &s.AOutside(), &s.AInside(), &s.ASame(),
+                                               nullptr, &s.BOutside(), &s.BInside(), &s.BSame()};
+        for (int f : files) {
+            const auto lines = Lines(kFiles[f]);
+            ASSERT_EQ(lines.size(), lists[f]->size()) << kFiles[f];
+            for (std::size_t i = 0; i < lines.size(); ++i) {
+                const _sTri* t = (*lists[f])[i];
+                char want[512];
+                std::snprintf(want, sizeof want, "%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f", t->pVer[0]->pt.x,
+                              t->pVer[0]->pt.y, t->pVer[0]->pt.z, t->pVer[1]->pt.x, t->pVer[1]->pt.y,
+                              t->pVer[1]->pt.z, t->pVer[2]->pt.x, t->pVer[2]->pt.y, t->pVer[2]->pt.z);
+                EXPECT_EQ(lines[i], want);
+            }
         }
-    }
+    };
+    expectTriFiles(sol, {1, 3, 5, 6, 7});
     // Nothing of A is inside B, nothing lies on it facing the same way:
     // those files are empty (and the blocked one stays a directory).
     EXPECT_TRUE(Lines(kFiles[3]).empty());
@@ -174,6 +180,15 @@ TEST_F(SolidBooleanTest, DiagnosticFilesAndTheirLines)
     EXPECT_FALSE(Exists(kFiles[2]));
     EXPECT_FALSE(sol.AOpposite().empty());
     EXPECT_FALSE(sol.BOpposite().empty());
+
+    // Overlapping cubes fill every list but the same ones.
+    ASSERT_EQ(rmdir(kFiles[2]), 0);
+    CKrMeshData c, d;
+    testmesh::Load(c, testmesh::Box(0, 0, 0, 10, 10, 10));
+    testmesh::Load(d, testmesh::Box(5, 5, 5, 15, 15, 15));
+    CKrSolidBoolean over(c, d);
+    ASSERT_FALSE(over.AInside().empty() || over.AOutside().empty() || over.BInside().empty());
+    expectTriFiles(over, {1, 2, 3, 5, 6, 7});
 }
 
 TEST_F(SolidBooleanTest, ConstructedFromInterchangeMeshesComposesNothing)

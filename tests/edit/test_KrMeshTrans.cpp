@@ -196,6 +196,19 @@ TEST(MeshTransSort, RegionsAndTrianglesOnTheOtherSurface)
     for (_sTri* t : sheet.m_setTri) t->bSign = under(t);
     Access::Sort(trans, box, l, seed);
     EXPECT_EQ(l[2].size(), 8u);
+    // Unflagged, the triangles on the box are set apart only until the
+    // first region is filled, which takes the rest of them in.
+    sheet.ResetSign();
+    std::size_t before = 0;
+    for (_sTri* t : sheet.m_setTri) t->bSign = false;
+    for (const _sTri* t : sheet.m_setTri) {
+        if (!under(t)) break;
+        ++before;
+    }
+    ASSERT_LT(before, 8u);
+    Access::Sort(trans, box, l, seed);
+    EXPECT_EQ(l[2].size(), before);
+    EXPECT_EQ(l[0].size() + l[1].size(), 72u - before);
 
     // Lifted into the box with the cut lines flagged: the inner piece is
     // behind the box, the outer in front.
