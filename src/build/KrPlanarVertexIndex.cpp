@@ -40,7 +40,7 @@ void CKrPlanarVertexIndex::CellOf(double x, double y, double tol, int64_t& kx, i
     }
 }
 
-std::size_t CKrPlanarVertexIndex::Hash(int64_t kx, int64_t ky)
+std::size_t CKrPlanarVertexIndex::Hash(uint32_t kx, uint32_t ky)
 {
     uint64_t h = static_cast<uint64_t>(kx) * 0x9E3779B97F4A7C15ull;
     h ^= static_cast<uint64_t>(ky) + 0x7F4A7C159E3779B9ull + (h << 6) + (h >> 2);
@@ -78,7 +78,7 @@ _sVertex* CKrPlanarVertexIndex::Find(double x, double y) const
     const std::size_t mask = m_table.size() - 1;
     for (int dx = x0; dx <= x1; ++dx) {
         for (int dy = y0; dy <= y1; ++dy) {
-            const int64_t cx = kx + dx, cy = ky + dy;
+            const uint32_t cx = Fold(kx + dx), cy = Fold(ky + dy);
             for (std::size_t i = Hash(cx, cy) & mask;; i = (i + 1) & mask) {
                 const Entry& e = m_table[i];
                 if (!e.v) break;
@@ -112,9 +112,9 @@ void CKrPlanarVertexIndex::Insert(_sVertex* v)
 {
     if (!v) return;
     if ((m_nCount + 1) * 2 > m_table.size()) Grow();
-    Entry e{0, 0, v};
-    CellOf(v->pt.x, v->pt.y, m_dCellTol, e.kx, e.ky);
-    Place(e);
+    int64_t kx, ky;
+    CellOf(v->pt.x, v->pt.y, m_dCellTol, kx, ky);
+    Place(Entry{Fold(kx), Fold(ky), v});
     ++m_nCount;
 }
 

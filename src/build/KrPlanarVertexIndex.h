@@ -37,15 +37,24 @@ public:
     std::size_t Size() const { return m_nCount; }
 
 private:
+    // The cell is kept folded to 32 bits per axis: enough to tell cells apart
+    // nearly always, and a match is confirmed on the coordinates anyway.
     struct Entry {
-        int64_t kx;
-        int64_t ky;
+        uint32_t kx;
+        uint32_t ky;
         _sVertex* v;  // null: empty slot
     };
     void CellOf(double x, double y, double tol, int64_t& kx, int64_t& ky) const;
+    // Both halves count: cell numbers are small, but without a tolerance the
+    // key is a coordinate's bit pattern, whose low half is zero for round values.
+    static uint32_t Fold(int64_t k)
+    {
+        const uint64_t u = static_cast<uint64_t>(k);
+        return static_cast<uint32_t>(u ^ (u >> 32));
+    }
     void Place(const Entry& e);
     void Grow();
-    static std::size_t Hash(int64_t kx, int64_t ky);
+    static std::size_t Hash(uint32_t kx, uint32_t ky);
 
     std::vector<Entry> m_table;
     std::size_t m_nCount = 0;

@@ -339,6 +339,25 @@ TEST(KrDelaunay, SmallAndDegenerateInputs)
     }
 }
 
+TEST(KrDelaunay, ZeroToleranceMergesOnlyIdenticalPoints)
+{
+    // Without a tolerance only equal coordinates are one vertex (-0 and +0
+    // included); round values, whose bit patterns share their low half, stay
+    // apart however many there are.
+    CKrMeshData mesh(0.0);
+    CKrDelaunay d(mesh, 0.0);
+    std::vector<_sVertex*> first;
+    for (int j = -30; j <= 30; ++j)
+        for (int i = -30; i <= 30; ++i) first.push_back(d.AddVertex(CKrPoint3d(i * 1024.0, j * 0.5, 1.0)));
+    EXPECT_EQ(std::set<_sVertex*>(first.begin(), first.end()).size(), first.size());
+    std::size_t k = 0;
+    for (int j = -30; j <= 30; ++j)
+        for (int i = -30; i <= 30; ++i, ++k) EXPECT_EQ(d.AddVertex(CKrPoint3d(i * 1024.0, j * 0.5, 7.0)), first[k]);
+    EXPECT_EQ(d.AddVertex(CKrPoint3d(-0.0, 0.0, 0.0)), d.AddVertex(CKrPoint3d(0.0, -0.0, 0.0)));
+    EXPECT_NE(d.AddVertex(CKrPoint3d(std::nextafter(1024.0, 2048.0), 0.0, 0.0)), d.AddVertex(CKrPoint3d(1024.0, 0.0, 0.0)));
+    EXPECT_EQ(mesh.m_setVer.size(), first.size() + 1);
+}
+
 TEST(KrDelaunay, ConstraintLinesBecomeEdges)
 {
     const auto pts = RandomPoints(1500, 11);
