@@ -22,15 +22,11 @@ std::vector<typename C::value_type> Items(const C& c)
     return std::vector<typename C::value_type>(c.begin(), c.end());
 }
 
-// Points and counter-clockwise index triples of an nx x ny grid of unit
-// squares, each split into two triangles; z = 0.1 * (i + j). Squares for which
-// skip(i, j) is true are left out.
-inline void Grid(int nx, int ny, std::vector<CKrPoint3d>& pts, std::vector<KrTesGeo::_sTri_ID>& ids,
-                 const std::function<bool(int, int)>& skip = nullptr)
+// An nx x ny grid of unit squares, each split into two counter-clockwise
+// triangles; z = 0.1 * (x + y). Squares for which skip(i, j) holds are left out.
+inline testmesh::Solid Grid(int nx, int ny, const std::function<bool(int, int)>& skip = nullptr)
 {
-    const testmesh::Solid s = testmesh::Grid(nx, ny, 0.0, 0.0, 1.0, [](double x, double y) { return 0.1 * (x + y); }, skip);
-    pts = s.pts;
-    ids = s.ids;
+    return testmesh::Grid(nx, ny, 0.0, 0.0, 1.0, [](double x, double y) { return 0.1 * (x + y); }, skip);
 }
 
 // A triangle as its corner coordinates, rotated to start at the

@@ -24,11 +24,9 @@ namespace {
 
 TEST(MeshBorder, GridWithHoleGivesTwoLoops)
 {
-    std::vector<CKrPoint3d> pts;
-    std::vector<_sTri_ID> ids;
-    meshtest::Grid(4, 4, pts, ids, [](int i, int j) { return i >= 1 && i <= 2 && j >= 1 && j <= 2; });
+    testmesh::Solid s = meshtest::Grid(4, 4, [](int i, int j) { return i >= 1 && i <= 2 && j >= 1 && j <= 2; });
     CKrMeshData m;
-    m.InputData(pts, ids, true);
+    testmesh::Load(m, s);
     std::vector<CKrPolyLine> lines(3);  // emptied first
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 2u);
@@ -44,12 +42,12 @@ TEST(MeshBorder, GridWithHoleGivesTwoLoops)
     EXPECT_TRUE(At(lines[1], 0, 1, 1));
 
     // The same geometry built in another order gives the same lines.
-    std::vector<_sTri_ID> rev(ids.rbegin(), ids.rend());
-    std::reverse(pts.begin(), pts.end());
-    for (_sTri_ID& id : rev)
-        for (int k = 0; k < 3; ++k) id.nID[k] = static_cast<int32_t>(pts.size()) - 1 - id.nID[k];
+    std::reverse(s.ids.begin(), s.ids.end());
+    std::reverse(s.pts.begin(), s.pts.end());
+    for (_sTri_ID& id : s.ids)
+        for (int k = 0; k < 3; ++k) id.nID[k] = static_cast<int32_t>(s.pts.size()) - 1 - id.nID[k];
     CKrMeshData m2;
-    m2.InputData(pts, rev, true);
+    testmesh::Load(m2, s);
     std::vector<CKrPolyLine> lines2;
     ASSERT_TRUE(m2.GetBorderLine(lines2, false));
     ASSERT_EQ(lines2.size(), lines.size());
@@ -88,16 +86,12 @@ TEST(MeshBorder, IsolatedAndTouchingTriangles)
 
     // Two squares touching at a corner, and a hole touching the outer
     // boundary at a vertex: each boundary comes out as its own simple loop.
-    std::vector<CKrPoint3d> pts;
-    std::vector<_sTri_ID> ids;
-    meshtest::Grid(2, 2, pts, ids, [](int i, int j) { return i != j; });
-    m.InputData(pts, ids, true);
+    testmesh::Load(m, meshtest::Grid(2, 2, [](int i, int j) { return i != j; }));
     ASSERT_TRUE(m.GetBorderLine(lines, true));
     ASSERT_EQ(lines.size(), 2u);
     for (const CKrPolyLine& l : lines) EXPECT_TRUE(l.NumVerts() == 4u && l.GetArea() == 1.0);
 
-    meshtest::Grid(3, 3, pts, ids, [](int i, int j) { return (i == 0 && j == 0) || (i == 1 && j == 1); });
-    m.InputData(pts, ids, true);
+    testmesh::Load(m, meshtest::Grid(3, 3, [](int i, int j) { return (i == 0 && j == 0) || (i == 1 && j == 1); }));
     ASSERT_TRUE(m.GetBorderLine(lines, false));
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].NumVerts(), 12u);

@@ -7,20 +7,13 @@
 #include "mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
-using KrTesGeo::_sTri_ID;
 
 namespace {
 
 // A sound 3 x 3 grid mesh (18 triangles) to break in various ways.
 struct GridMesh {
     CKrMeshData m;
-    GridMesh()
-    {
-        std::vector<CKrPoint3d> pts;
-        std::vector<_sTri_ID> ids;
-        meshtest::Grid(3, 3, pts, ids);
-        m.InputData(pts, ids, true);
-    }
+    GridMesh() { testmesh::Load(m, meshtest::Grid(3, 3)); }
     _sTri* Tri(int n) { return *std::next(m.m_setTri.begin(), n); }
     _sEdge* Edge(int n) { return *std::next(m.m_setEdge.begin(), n); }
     // An interior triangle: all three edges shared.

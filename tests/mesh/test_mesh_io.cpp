@@ -14,24 +14,25 @@ using KrTesGeo::_sTri_ID;
 namespace {
 
 // A jittered grid, its points handed over in shuffled order.
-void JitteredGrid(int n, std::vector<CKrPoint3d>& pts, std::vector<_sTri_ID>& ids, unsigned seed)
+testmesh::Solid JitteredGrid(int n, unsigned seed)
 {
-    meshtest::Grid(n, n, pts, ids);
+    testmesh::Solid s = meshtest::Grid(n, n);
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> jit(-0.2, 0.2);
-    for (CKrPoint3d& p : pts) {
+    for (CKrPoint3d& p : s.pts) {
         p.x += jit(rng);
         p.y += jit(rng);
         p.z += jit(rng);
     }
-    std::vector<int32_t> perm(pts.size());
+    std::vector<int32_t> perm(s.pts.size());
     for (size_t i = 0; i < perm.size(); ++i) perm[i] = static_cast<int32_t>(i);
     std::shuffle(perm.begin(), perm.end(), rng);
-    std::vector<CKrPoint3d> shuffled(pts.size());
-    for (size_t i = 0; i < pts.size(); ++i) shuffled[static_cast<size_t>(perm[i])] = pts[i];
-    for (_sTri_ID& id : ids)
+    std::vector<CKrPoint3d> shuffled(s.pts.size());
+    for (size_t i = 0; i < s.pts.size(); ++i) shuffled[static_cast<size_t>(perm[i])] = s.pts[i];
+    for (_sTri_ID& id : s.ids)
         for (int k = 0; k < 3; ++k) id.nID[k] = perm[static_cast<size_t>(id.nID[k])];
-    pts.swap(shuffled);
+    s.pts.swap(shuffled);
+    return s;
 }
 
 std::multiset<meshtest::TriKey> KeysOf(const std::vector<CKrPoint3d>& pts, const std::vector<_sTri_ID>& ids)
@@ -67,12 +68,10 @@ TEST(MeshIO, IndexImportMergesAndDropsCollapsedTriangles)
     EXPECT_TRUE(m.IsMeshOk());
 
     // Importing the same list again without clearing merges every point.
-    std::vector<CKrPoint3d> gp;
-    std::vector<_sTri_ID> gi;
-    meshtest::Grid(3, 3, gp, gi);
-    m.InputData(gp, gi, true);
+    const testmesh::Solid g = meshtest::Grid(3, 3);
+    testmesh::Load(m, g);
     const size_t nv = m.m_setVer.size();
-    m.InputData(gp, gi, false);
+    m.InputData(g.pts, g.ids, false);
     EXPECT_EQ(m.m_setVer.size(), nv);
     EXPECT_EQ(m.TriNum(), 36);
 
@@ -85,18 +84,16 @@ TEST(MeshIO, IndexImportMergesAndDropsCollapsedTriangles)
 
 TEST(MeshIO, ExportSortsVerticesAndReimportsTheSameMesh)
 {
-    std::vector<CKrPoint3d> pts;
-    std::vector<_sTri_ID> ids;
-    JitteredGrid(10, pts, ids, 21);
+    const testmesh::Solid s = JitteredGrid(6, 21);
     CKrMeshData m;
-    m.InputData(pts, ids, true);
+    testmesh::Load(m, s);
     EXPECT_TRUE(m.IsMeshOk());
 
     std::vector<CKrPoint3d> outPts;
     std::vector<_sTri_ID> outIds{{9, 9, 9}};
     m.OutputData(outPts, outIds);
-    ASSERT_EQ(outPts.size(), pts.size());
-    ASSERT_EQ(outIds.size(), ids.size());
+    ASSERT_EQ(outPts.size(), s.pts.size());
+    ASSERT_EQ(outIds.size(), s.ids.size());
     // Tolerant x, y, z order, not input order; nID is the output index.
     CKrVerLess less;
     for (size_t i = 1; i < outPts.size(); ++i) {
@@ -106,7 +103,7 @@ TEST(MeshIO, ExportSortsVerticesAndReimportsTheSameMesh)
     int32_t n = 0;
     for (_sVertex* v : m.m_setVer) EXPECT_EQ(v->nID, n++);
     // The same triangles, with the same winding.
-    EXPECT_EQ(KeysOf(outPts, outIds), KeysOf(pts, ids));
+    EXPECT_EQ(KeysOf(outPts, outIds), KeysOf(s.pts, s.ids));
 
     // Re-importing the export gives the same mesh; so do free triangles.
     CKrMeshData again;
@@ -126,17 +123,8 @@ TEST(MeshIO, ExportSortsVerticesAndReimportsTheSameMesh)
     ASSERT_EQ(only.size(), outPts.size());
     for (size_t i = 0; i < only.size(); ++i) EXPECT_TRUE(only[i].IsEqualTo(outPts[i]));
     EXPECT_EQ((*m.m_setVer.begin())->nID, 77);
-}
 
-TEST(MeshIO, InterchangeMeshExportAndImport)
-{
-    std::vector<CKrPoint3d> pts;
-    std::vector<_sTri_ID> ids;
-    JitteredGrid(6, pts, ids, 4);
-    CKrMeshData m;
-    m.InputData(pts, ids, true);
-
-    // The export empties the arrays (capacity kept) before sizing them.
+    // The interchange export empties the arrays (capacity kept) before sizing them.
     CGeDataTriMesh gm;
     for (int i = 0; i < 100; ++i) gm.AddPoint(i, i, i);
     gm.AddTri(0, 1, 2);
@@ -176,11 +164,8 @@ TEST(MeshIO, InterchangeMeshExportAndImport)
 
 TEST(MeshIO, CopyIntoAnotherMesh)
 {
-    std::vector<CKrPoint3d> pts;
-    std::vector<_sTri_ID> ids;
-    JitteredGrid(5, pts, ids, 8);
     CKrMeshData src;
-    src.InputData(pts, ids, true);
+    testmesh::Load(src, JitteredGrid(5, 8));
     src.InsertVertex(CKrPoint3d(100, 100, 100));  // a vertex without triangles is copied too
 
     CKrMeshData dst;

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <random>
 #include <set>
 #include <vector>
 
@@ -24,17 +26,30 @@ int DepthOf(const _sOctaNode* n, const void* item, int level = 0)
     return -1;
 }
 
-void ExpectBox(const double* b, double x0, double y0, double z0, double x1, double y1, double z1)
+void ExpectBox(const double* b, const std::array<double, 6>& want)
 {
-    EXPECT_DOUBLE_EQ(b[0], x0);
-    EXPECT_DOUBLE_EQ(b[1], y0);
-    EXPECT_DOUBLE_EQ(b[2], z0);
-    EXPECT_DOUBLE_EQ(b[3], x1);
-    EXPECT_DOUBLE_EQ(b[4], y1);
-    EXPECT_DOUBLE_EQ(b[5], z1);
+    for (int k = 0; k < 6; ++k) EXPECT_DOUBLE_EQ(b[k], want[k]) << k;
 }
 
 int g_items[64];  // addresses used as items
+
+// Items below a node, counted the slow way.
+std::size_t Count(const _sOctaNode* n)
+{
+    std::size_t c = n->m_vecItems.size();
+    if (!n->IsLeaf())
+        for (const _sOctaNode* k : n->m_pChild) c += Count(k);
+    return c;
+}
+
+bool CountsHold(const _sOctaNode* n)
+{
+    if (n->m_nTreeItems != Count(n)) return false;
+    if (!n->IsLeaf())
+        for (const _sOctaNode* k : n->m_pChild)
+            if (!CountsHold(k)) return false;
+    return true;
+}
 
 }  // namespace
 
@@ -44,7 +59,7 @@ TEST(Octree, InitAndChildLayout)
     EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);  // no root yet
 
     tree.Init(0, 0, 0, 10, 20, 40, 8, 0.2);
-    ExpectBox(tree.m_pRoot->m_dBox, -1, -2, -4, 11, 22, 44);
+    ExpectBox(tree.m_pRoot->m_dBox, {-1, -2, -4, 11, 22, 44});
     EXPECT_TRUE(tree.m_pRoot->IsLeaf());
 
     // An item straddling everything stays at the root, but the root is split on the way.
@@ -53,17 +68,17 @@ TEST(Octree, InitAndChildLayout)
     // Child extents are 60% of the parent: 7.2 x 14.4 x 28.8, anchored at corners.
     const double x0 = -1, x1 = 11, y0 = -2, y1 = 22, z0 = -4, z1 = 44, w = 7.2, h = 14.4, d = 28.8;
     _sOctaNode* const* c = tree.m_pRoot->m_pChild;
-    ExpectBox(c[0]->m_dBox, x0, y0, z1 - d, x0 + w, y0 + h, z1);
-    ExpectBox(c[1]->m_dBox, x0, y1 - h, z1 - d, x0 + w, y1, z1);
-    ExpectBox(c[2]->m_dBox, x1 - w, y1 - h, z1 - d, x1, y1, z1);
-    ExpectBox(c[3]->m_dBox, x1 - w, y0, z1 - d, x1, y0 + h, z1);
-    ExpectBox(c[4]->m_dBox, x0, y0, z0, x0 + w, y0 + h, z0 + d);
-    ExpectBox(c[5]->m_dBox, x0, y1 - h, z0, x0 + w, y1, z0 + d);
-    ExpectBox(c[6]->m_dBox, x1 - w, y1 - h, z0, x1, y1, z0 + d);
-    ExpectBox(c[7]->m_dBox, x1 - w, y0, z0, x1, y0 + h, z0 + d);
+    ExpectBox(c[0]->m_dBox, {x0, y0, z1 - d, x0 + w, y0 + h, z1});
+    ExpectBox(c[1]->m_dBox, {x0, y1 - h, z1 - d, x0 + w, y1, z1});
+    ExpectBox(c[2]->m_dBox, {x1 - w, y1 - h, z1 - d, x1, y1, z1});
+    ExpectBox(c[3]->m_dBox, {x1 - w, y0, z1 - d, x1, y0 + h, z1});
+    ExpectBox(c[4]->m_dBox, {x0, y0, z0, x0 + w, y0 + h, z0 + d});
+    ExpectBox(c[5]->m_dBox, {x0, y1 - h, z0, x0 + w, y1, z0 + d});
+    ExpectBox(c[6]->m_dBox, {x1 - w, y1 - h, z0, x1, y1, z0 + d});
+    ExpectBox(c[7]->m_dBox, {x1 - w, y0, z0, x1, y0 + h, z0 + d});
     for (int i = 0; i < 8; ++i) EXPECT_TRUE(c[i]->IsLeaf());
     // The root's item bounds enclose its item.
-    ExpectBox(tree.m_pRoot->m_dItemBox, 0, 0, 0, 10, 20, 40);
+    ExpectBox(tree.m_pRoot->m_dItemBox, {0, 0, 0, 10, 20, 40});
 
     tree.Clear();
     EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);
@@ -270,4 +285,46 @@ TEST(Octree, ItemsAlongRay)
     EXPECT_TRUE(along(CKrPoint3d(-50, -50, -50), KrTesGeo::CGeoVector(-1, 0, 0)).empty());  // pointing away
     const std::set<void*> down = along(CKrPoint3d(10.5, 90.5, 200), KrTesGeo::CGeoVector(0, 0, -1));
     EXPECT_TRUE(down.count(&g_items[2]) == 1u && down.count(&g_items[0]) == 0u);
+}
+
+// Queries skip subtrees by their item counts, so the counts must follow every
+// add, remove and prune exactly.
+TEST(Octree, CountsFollowAddRemoveAndPrune)
+{
+    CKrOctaTreeEx a, b;
+    a.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    b.Init(0, 0, 0, 100, 100, 100, 8, 0.2);
+    std::mt19937 rng(9);
+    std::uniform_real_distribution<double> u(0.0, 95.0), s(0.01, 5.0);
+    std::vector<std::vector<double>> boxes;
+    int tag = 0;  // every item is this one pointer: a removal takes any match
+    for (int i = 0; i < 3000; ++i) {
+        const double x = u(rng), y = u(rng), z = u(rng), w = s(rng);
+        boxes.push_back({x, y, z, x + w, y + w, z + w});
+        const auto& q = boxes.back();
+        ASSERT_NE(a.AddItem(&tag, q[0], q[1], q[2], q[3], q[4], q[5]), nullptr);
+    }
+    EXPECT_EQ(a.m_pRoot->m_nTreeItems, 3000u);
+    EXPECT_TRUE(CountsHold(a.m_pRoot));
+    // Remove a third.
+    for (int i = 0; i < 1000; ++i) {
+        const auto& q = boxes[static_cast<std::size_t>(i)];
+        EXPECT_TRUE(a.RemoveItem(&tag, q[0], q[1], q[2], q[3], q[4], q[5]));
+    }
+    EXPECT_FALSE(a.RemoveItem(&rng, 1, 1, 1, 2, 2, 2));  // never added: counts unchanged
+    EXPECT_EQ(a.m_pRoot->m_nTreeItems, 2000u);
+    EXPECT_TRUE(CountsHold(a.m_pRoot));
+    std::vector<_sOctaNode*> nodes;
+    a.GetNodesInBox(0, 0, 0, 100, 100, 100, nodes);
+    std::size_t seen = 0;
+    for (const _sOctaNode* n : nodes) seen += n->m_vecItems.size();
+    EXPECT_EQ(seen, 2000u);
+    // Prune against a tree holding one small item in a corner.
+    b.AddItem(&rng, 1, 1, 1, 3, 3, 3);
+    a.PruneAgainst(b);
+    EXPECT_TRUE(CountsHold(a.m_pRoot));
+    EXPECT_LT(a.m_pRoot->m_nTreeItems, 2000u);
+    std::vector<void*> all;
+    a.GetAllItems(all);
+    EXPECT_EQ(all.size(), a.m_pRoot->m_nTreeItems);
 }
