@@ -62,6 +62,9 @@ TEST(KrPlanarFunc, SegmentIntersectionCodes)
     // Equal extents are not an overlap for the plain test either.
     EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 2, 2, 0, 2, 2, 0, &x, &y, 1e-6), 0);
     EXPECT_EQ(JH_GetInterPoint_LineSection_Ex(0, 0, 2, 2, 0, 2, 2, 0, &x, &y, 1e-6), 1);
+    // A crossing up to eps past the end of segment 1 still counts.
+    EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 10, 0, 9.0005, -5, 11.0005, 5, &x, &y, 1e-3), 1);
+    EXPECT_NEAR(x, 10.0005, 1e-9);
 }
 
 TEST(KrPlanarFunc, PointOnSegment)
@@ -95,6 +98,9 @@ TEST(KrPlanarFunc, AnglesVolumesAndNearestPoints)
     double qx = 0, qy = 0;
     EXPECT_DOUBLE_EQ(GetNearestPtToSeg2D(1, 2, 0, 0, 4, 4, qx, qy), std::sqrt(0.5));
     EXPECT_DOUBLE_EQ(qy, 1.5);
+    // Projecting within the tolerance past B: Q is B, never a point beyond it.
+    GetNearestPtToSeg2D(1 + 4e-7, 3, 0, 0, 1, 0, qx, qy);
+    EXPECT_EQ(qx, 1.0);
 }
 
 TEST(KrPlanarFunc, IsPtInPolygonBoundaryVerticesAndRays)

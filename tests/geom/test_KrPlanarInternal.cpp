@@ -102,12 +102,18 @@ TEST(KrPlanarInternal, LocatePtInTri2DCodes)
     EXPECT_EQ(cw(1, 1, false), 1);
     EXPECT_EQ(cw(1, 1, true), 0);
     EXPECT_EQ(cw(2, -1, true), 3);
+    EXPECT_EQ(LocatePtInTri2D(1, 1, 0, 0, 1, 0, 2, 0, true, 1e-6), 1);  // flat counts as clockwise
 
     // With a wide eps P lies on two edge lines away from their vertex: the
     // nearer line takes it. Thin corner at A of A(0,0) B(10,0) C(10,1).
     EXPECT_EQ(LocatePtInTri2D(0.9, 0.05, 0, 0, 10, 0, 10, 1, false, 0.5), -3);
     EXPECT_EQ(LocatePtInTri2D(0.8, 0.035, 0, 0, 10, 0, 10, 1, false, 0.5), -1);
     EXPECT_EQ(LocatePtInTri2D(0.3, 0.02, 0, 0, 10, 0, 10, 1, false, 0.5), -4);
+    // Exactly as near to BC as to CA of A(-1,0) B(1,0) C(0,h): undecided,
+    // whichever corner is named first.
+    const double h = 1.0 / 64;
+    EXPECT_EQ(LocatePtInTri2D(0.5, h, -1, 0, 1, 0, 0, h, false, 0.01), -4);
+    EXPECT_EQ(LocatePtInTri2D(0.5, h, 0, h, -1, 0, 1, 0, false, 0.01), -4);
 }
 
 TEST(KrPlanarInternal, IsValidDiagonal)

@@ -194,6 +194,9 @@ TEST(KrSpaceMathRayTriPlaneSeg, HitsAheadOnTheOriginAndInPlane)
     EXPECT_TRUE(Near(hit, CKrPoint3d(4, 1, 2)));
     ASSERT_EQ(rp(2.0000005, 0, 0, 1, n), 1);  // starting on the plane and leaving it
     EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 2.0000005), 0.0));
+    // A direction at a cosine of exactly 1e-6 to the normal still runs along it.
+    ASSERT_EQ(CGeoVector(0.9999999999995001, 0, 1e-6).Length(), 1.0);
+    EXPECT_EQ(rp(2, 0.9999999999995001, 0, 1e-6, n), 2);
     // A ray from a corner of a triangle towards its centroid lies in its plane.
     const CKrPoint3d ta(1, 2, 3), tb(4, -1, 7), tc(-2, 5, 1);
     const CGeoVector tn = CGeoVector(tb - ta) ^ CGeoVector(tc - ta);
@@ -242,6 +245,8 @@ TEST(KrSpaceMathMapSeg, PlanPieceOverATriangleLiftedOntoIt)
     ASSERT_TRUE(ms(3, 2, 5, -2));
     EXPECT_TRUE(Near(s, b, 1e-6));
     EXPECT_TRUE(Near(e, b, 1e-6));
+    ASSERT_TRUE(ms(3 + 2e-7, 2, 5 + 2e-7, -2));  // passing the corner just outside, within 1e-6
+    EXPECT_TRUE(Near(s, b, 1e-6) && Near(e, s, 0.0));
     // A plan point (zero-length segment) inside.
     ASSERT_TRUE(ms(1, 2, 1, 2));
     EXPECT_TRUE(Near(s, CKrPoint3d(1, 2, 5)));

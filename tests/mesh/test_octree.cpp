@@ -164,10 +164,14 @@ TEST(Octree, BoxAndRectQueries)
     EXPECT_EQ(std::find(nodes.begin(), nodes.end(), high), nodes.end());
 
     // Touching counts as overlap: a query box whose max x equals the low
-    // node's min x still returns it; one a hair short does not.
+    // node's min x, or whose min x equals its max x, still returns it; one a
+    // hair short does not.
     nodes.clear();
     const double* lb = low->m_dBox;
     tree.GetNodesInBox(lb[0] - 5, lb[1], lb[2], lb[0], lb[4], lb[5], nodes);
+    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
+    nodes.clear();
+    tree.GetNodesInBox(lb[3], lb[1], lb[2], lb[3] + 5, lb[4], lb[5], nodes);
     EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
     nodes.clear();
     tree.GetNodesInBox(lb[0] - 5, lb[1], lb[2], lb[0] - 1e-9, lb[4], lb[5], nodes);
