@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "boolean/KrSolidBoolean.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/boolean/KrSolidBoolean.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 
 #include <cmath>
 
-#include "boolean/KrCollision.h"
-#include "krtesmath/CGeDataTriMesh.h"
+#include "KrTesGeometry/collision/KrCollision.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "build/KrDelaunay.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrDelaunay.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <random>
 #include <vector>
 
-#include "krtesmath/CGeDataTriMesh.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
 using KrTesGeo::_sTri_ID;

@@ -11,8 +11,8 @@
 #include <set>
 #include <vector>
 
-#include "mesh/KrMeshData.h"
-#include "mesh/KrOrderedSet.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
+#include "KrTesGeometry/mesh/detail/KrOrderedSet.h"
 
 using namespace TesTriMesh;
 
@@ -69,7 +69,7 @@ const Points<E>& Data()
 template <class E, class Less>
 using StdSet = std::set<E*, Less>;
 template <class E, class Less>
-using OrdSet = CKrOrderedSet<E*, Less>;
+using OrdSet = detail::CKrOrderedSet<E*, Less>;
 
 template <class Set>
 size_t SetBytes(const Set& s)

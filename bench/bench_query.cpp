@@ -13,9 +13,9 @@
 #include <random>
 #include <vector>
 
-#include "build/KrDelaunay.h"
-#include "edit/KrMeshQuery.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrDelaunay.h"
+#include "KrTesGeometry/query/KrMeshQuery.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace {
 

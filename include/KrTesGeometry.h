@@ -5,41 +5,41 @@
 // Include this one header to use the whole public interface.
 
 // Tolerance contract and interchange records.
-#include "krtesmath/TESCommFunc.h"
-#include "krtesmath/CGeDataPoint3D.h"
-#include "krtesmath/CGeDataPLine3D.h"
-#include "krtesmath/CGeDataTriMesh.h"
+#include <KrTesGeometry/math/TESCommFunc.h>
+#include <KrTesGeometry/math/CGeDataPoint3D.h>
+#include <KrTesGeometry/math/CGeDataPLine3D.h>
+#include <KrTesGeometry/math/CGeDataTriMesh.h>
 
 // Core values.
-#include "geom/KrPoint3d.h"
-#include "geom/GeoVector.h"
-#include "geom/KrSeg3d.h"
-#include "geom/KrTri3d.h"
-#include "geom/sTriID.h"
-#include "geom/KrTransReferent.h"
+#include <KrTesGeometry/geom/KrPoint3d.h>
+#include <KrTesGeometry/geom/GeoVector.h>
+#include <KrTesGeometry/geom/KrSeg3d.h>
+#include <KrTesGeometry/geom/KrTri3d.h>
+#include <KrTesGeometry/geom/sTriID.h>
+#include <KrTesGeometry/geom/KrTransReferent.h>
 
 // Planar and spatial geometry, polylines.
-#include "geom/KrExactPredicates.h"
-#include "geom/KrPlanarFunc.h"
-#include "geom/KrSpaceMath.h"
-#include "geom/KrPolyLine.h"
+#include <KrTesGeometry/geom/KrExactPredicates.h>
+#include <KrTesGeometry/geom/KrPlanarFunc.h>
+#include <KrTesGeometry/geom/KrSpaceMath.h>
+#include <KrTesGeometry/geom/KrPolyLine.h>
 
 // Triangle mesh and its octree.
-#include "mesh/octree/KrOctaTreeEx.h"
-#include "mesh/KrMeshRecords.h"
-#include "mesh/KrMeshData.h"
+#include <KrTesGeometry/mesh/octree/KrOctaTreeEx.h>
+#include <KrTesGeometry/mesh/KrMeshRecords.h>
+#include <KrTesGeometry/mesh/KrMeshData.h>
 
 // Surface construction and fitting.
-#include "build/KrDelaunay.h"
-#include "build/KrFit.h"
+#include <KrTesGeometry/tin/KrDelaunay.h>
+#include <KrTesGeometry/tin/KrFit.h>
 
 // Mesh query and editing.
-#include "edit/KrMeshQuery.h"
-#include "edit/KrMeshTrans.h"
+#include <KrTesGeometry/query/KrMeshQuery.h>
+#include <KrTesGeometry/boolean/KrMeshTrans.h>
 
 // Solid booleans and collision detection.
-#include "boolean/KrMeshBoolean.h"
-#include "boolean/KrSolidBoolean.h"
-#include "boolean/KrCollision.h"
+#include <KrTesGeometry/boolean/KrMeshBoolean.h>
+#include <KrTesGeometry/boolean/KrSolidBoolean.h>
+#include <KrTesGeometry/collision/KrCollision.h>
 
 #endif

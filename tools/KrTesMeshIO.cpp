@@ -16,9 +16,9 @@
 #include <unordered_map>
 
 #include "KrTesIO.h"
-#include "build/KrDelaunay.h"
-#include "krtesmath/CGeDataTriMesh.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrDelaunay.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace krtes {
 

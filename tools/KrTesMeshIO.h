@@ -23,8 +23,8 @@
 #include <string>
 #include <vector>
 
-#include "geom/KrPoint3d.h"
-#include "geom/sTriID.h"
+#include "KrTesGeometry/geom/KrPoint3d.h"
+#include "KrTesGeometry/geom/sTriID.h"
 
 class CGeDataTriMesh;
 namespace TesTriMesh {

@@ -12,8 +12,8 @@
 #include "KrTesCommands.h"
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
-#include "boolean/KrSolidBoolean.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/boolean/KrSolidBoolean.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace krtes {
 

@@ -4,9 +4,9 @@
 
 #include "KrTesCommands.h"
 #include "KrTesMeshIO.h"
-#include "boolean/KrCollision.h"
-#include "geom/KrTri3d.h"
-#include "krtesmath/CGeDataTriMesh.h"
+#include "KrTesGeometry/collision/KrCollision.h"
+#include "KrTesGeometry/geom/KrTri3d.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
 
 namespace krtes {
 

@@ -7,8 +7,8 @@
 #include "KrTesCommands.h"
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
-#include "edit/KrMeshQuery.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/query/KrMeshQuery.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace krtes {
 

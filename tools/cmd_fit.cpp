@@ -7,8 +7,8 @@
 #include "KrTesCommands.h"
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
-#include "build/KrFit.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrFit.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace krtes {
 

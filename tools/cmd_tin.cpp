@@ -8,8 +8,8 @@
 
 #include "KrTesCommands.h"
 #include "KrTesIO.h"
-#include "build/KrDelaunay.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrDelaunay.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace krtes {
 

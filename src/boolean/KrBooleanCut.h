@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "geom/KrPoint3d.h"
+#include "KrTesGeometry/geom/KrPoint3d.h"
 
 namespace TesTriMesh {
 

@@ -3,7 +3,7 @@
 #include <deque>
 
 #include "boolean/KrBooleanCut.h"
-#include "geom/KrExactPredicates.h"
+#include "KrTesGeometry/geom/KrExactPredicates.h"
 
 namespace TesTriMesh {
 

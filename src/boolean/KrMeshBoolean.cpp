@@ -1,8 +1,8 @@
-#include "boolean/KrMeshBoolean.h"
+#include "KrTesGeometry/boolean/KrMeshBoolean.h"
 
 #include <unordered_map>
 
-#include "edit/KrMeshTrans.h"
+#include "KrTesGeometry/boolean/KrMeshTrans.h"
 
 namespace TesTriMesh {
 

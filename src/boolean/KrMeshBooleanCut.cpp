@@ -9,11 +9,11 @@
 #include <unordered_set>
 
 #include "boolean/KrBooleanCut.h"
-#include "boolean/KrMeshBoolean.h"
-#include "edit/KrMeshTrans.h"
-#include "geom/GeoVector.h"
-#include "geom/KrSpaceMath.h"
-#include "geom/KrTransReferent.h"
+#include "KrTesGeometry/boolean/KrMeshBoolean.h"
+#include "KrTesGeometry/boolean/KrMeshTrans.h"
+#include "KrTesGeometry/geom/GeoVector.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "KrTesGeometry/geom/KrTransReferent.h"
 
 namespace TesTriMesh {
 

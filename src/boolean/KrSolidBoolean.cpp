@@ -1,10 +1,10 @@
-#include "boolean/KrSolidBoolean.h"
+#include "KrTesGeometry/boolean/KrSolidBoolean.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "boolean/KrMeshBoolean.h"
-#include "krtesmath/CGeDataTriMesh.h"
+#include "KrTesGeometry/boolean/KrMeshBoolean.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
 
 namespace TesTriMesh {
 

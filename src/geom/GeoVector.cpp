@@ -1,8 +1,8 @@
-#include "geom/GeoVector.h"
+#include "KrTesGeometry/geom/GeoVector.h"
 
 #include <cmath>
 
-#include "krtesmath/TESCommFunc.h"
+#include "KrTesGeometry/math/TESCommFunc.h"
 
 using TESCommFunc::TesCompDouble;
 

@@ -1,4 +1,4 @@
-#include "geom/KrExactPredicates.h"
+#include "KrTesGeometry/geom/KrExactPredicates.h"
 
 #include <cmath>
 #include <initializer_list>

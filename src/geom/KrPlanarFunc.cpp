@@ -1,13 +1,13 @@
-#include "geom/KrPlanarFunc.h"
+#include "KrTesGeometry/geom/KrPlanarFunc.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "geom/KrPlanarInternal.h"
-#include "geom/KrPolyLine.h"
-#include "geom/KrSpaceMath.h"
-#include "geom/KrTransReferent.h"
-#include "krtesmath/TESCommFunc.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "KrTesGeometry/geom/KrTransReferent.h"
+#include "KrTesGeometry/math/TESCommFunc.h"
 
 using TESCommFunc::TesCompDouble;
 

@@ -5,9 +5,9 @@
 
 #include <vector>
 
-#include "geom/KrPlanarFunc.h"
-#include "geom/KrPoint3d.h"
-#include "geom/sTriID.h"
+#include "KrTesGeometry/geom/KrPlanarFunc.h"
+#include "KrTesGeometry/geom/KrPoint3d.h"
+#include "KrTesGeometry/geom/sTriID.h"
 
 namespace KrTesGeo {
 

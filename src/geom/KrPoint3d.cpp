@@ -1,9 +1,9 @@
-#include "geom/KrPoint3d.h"
+#include "KrTesGeometry/geom/KrPoint3d.h"
 
 #include <cmath>
 
-#include "geom/GeoVector.h"
-#include "krtesmath/CGeDataPoint3D.h"
+#include "KrTesGeometry/geom/GeoVector.h"
+#include "KrTesGeometry/math/CGeDataPoint3D.h"
 
 using KrTesGeo::CGeoVector;
 

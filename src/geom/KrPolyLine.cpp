@@ -1,15 +1,15 @@
-#include "geom/KrPolyLine.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
 
 #include <algorithm>
 #include <cmath>
 #include <deque>
 #include <limits>
 
-#include "geom/KrPlanarFunc.h"
+#include "KrTesGeometry/geom/KrPlanarFunc.h"
 #include "geom/KrPlanarInternal.h"
-#include "geom/KrSpaceMath.h"
-#include "krtesmath/CGeDataPLine3D.h"
-#include "krtesmath/TESCommFunc.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "KrTesGeometry/math/CGeDataPLine3D.h"
+#include "KrTesGeometry/math/TESCommFunc.h"
 
 using KrTesGeo::CGeoVector;
 using TESCommFunc::TesCompDouble;

@@ -1,4 +1,4 @@
-#include "geom/KrSeg3d.h"
+#include "KrTesGeometry/geom/KrSeg3d.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "geom/KrPolyLine.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
 
 CKrSeg3d::CKrSeg3d(const CKrPoint3d& a, const CKrPoint3d& b)
 {

@@ -2,12 +2,12 @@
 // and point-in-triangle tests of CKrSpaceMath. The intersection tests live in
 // KrSpaceMathIntersect.cpp.
 
-#include "geom/KrSpaceMath.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "krtesmath/TESCommFunc.h"
+#include "KrTesGeometry/math/TESCommFunc.h"
 
 using KrTesGeo::CGeoVector;
 

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <limits>
 
-#include "geom/KrExactPredicates.h"
-#include "geom/KrSpaceMath.h"
-#include "krtesmath/TESCommFunc.h"
+#include "KrTesGeometry/geom/KrExactPredicates.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "KrTesGeometry/math/TESCommFunc.h"
 
 using KrTesGeo::CGeoVector;
 using TESCommFunc::TesCompDouble;

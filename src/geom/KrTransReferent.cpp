@@ -1,8 +1,8 @@
-#include "geom/KrTransReferent.h"
+#include "KrTesGeometry/geom/KrTransReferent.h"
 
 #include <cmath>
 
-#include "krtesmath/TESCommFunc.h"
+#include "KrTesGeometry/math/TESCommFunc.h"
 
 using KrTesGeo::CGeoVector;
 using TESCommFunc::TesCompDouble;

@@ -1,4 +1,4 @@
-#include "geom/KrTri3d.h"
+#include "KrTesGeometry/geom/KrTri3d.h"
 
 CKrTri3d::CKrTri3d(const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c)
 {

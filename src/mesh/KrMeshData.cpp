@@ -1,4 +1,4 @@
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -163,7 +163,7 @@ void CKrMeshData::ResetOctTree()
     double box[6];
     for (_sTri* t : m_setTri) {
         if (ahead != m_setTri.end()) {
-            for (const _sVertex* v : (*ahead)->pVer) KrOrderedSetDetail::Prefetch(v);
+            for (const _sVertex* v : (*ahead)->pVer) detail::KrOrderedSetDetail::Prefetch(v);
             ++ahead;
         }
         KrTriBox(t, box);

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <unordered_map>
 
-#include "geom/KrPolyLine.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace TesTriMesh {
 
@@ -86,7 +86,7 @@ CBorderWalker::CBorderWalker(const CKrMeshData::VerSet& vers, const CKrMeshData:
     }
     std::sort(m_starts.begin(), m_starts.end(), [this](const _sVertex* a, const _sVertex* b) {
         const size_t ra = Rank(a), rb = Rank(b);
-        return ra != rb ? ra < rb : KrPtrValue(a) < KrPtrValue(b);
+        return ra != rb ? ra < rb : detail::KrPtrValue(a) < detail::KrPtrValue(b);
     });
 }
 

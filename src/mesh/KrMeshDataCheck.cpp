@@ -5,8 +5,8 @@
 #include <iterator>
 #include <set>
 
-#include "krtesmath/CGeDataTriMesh.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace TesTriMesh {
 
@@ -175,7 +175,7 @@ bool CKrMeshData::IsBorderTri(_sTri* t)
 bool CKrMeshData::CheckEdgeOk()
 {
     std::vector<_sTri*> shared;
-    const auto ptrLess = [](const _sTri* a, const _sTri* b) { return KrPtrValue(a) < KrPtrValue(b); };
+    const auto ptrLess = [](const _sTri* a, const _sTri* b) { return detail::KrPtrValue(a) < detail::KrPtrValue(b); };
     for (const _sEdge* e : m_setEdge) {
         if (!e->pVer[0] || !e->pVer[1]) return false;
         const auto& s0 = e->pVer[0]->setTri;

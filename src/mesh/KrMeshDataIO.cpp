@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "krtesmath/CGeDataTriMesh.h"
-#include "mesh/KrMeshData.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace TesTriMesh {
 

@@ -9,8 +9,8 @@
 #include <set>
 
 #include "boolean/KrBooleanCut.h"
-#include "boolean/KrMeshBoolean.h"
-#include "KrTestMeshes.h"
+#include "KrTesGeometry/boolean/KrMeshBoolean.h"
+#include "support/KrTestMeshes.h"
 
 namespace TesTriMesh {
 class CKrMeshBooleanTestAccess {

@@ -12,9 +12,9 @@
 #include <regex>
 #include <string>
 
-#include "boolean/KrSolidBoolean.h"
-#include "krtesmath/CGeDataTriMesh.h"
-#include "KrTestMeshes.h"
+#include "KrTesGeometry/boolean/KrSolidBoolean.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "support/KrTestMeshes.h"
 
 namespace {
 

@@ -2,11 +2,11 @@
 
 #include <cmath>
 
-#include "geom/GeoVector.h"
-#include "geom/KrSeg3d.h"
-#include "geom/KrTri3d.h"
-#include "geom/sTriID.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/GeoVector.h"
+#include "KrTesGeometry/geom/KrSeg3d.h"
+#include "KrTesGeometry/geom/KrTri3d.h"
+#include "KrTesGeometry/geom/sTriID.h"
+#include "support/GeomTestUtil.h"
 
 using KrTesGeo::CGeoVector;
 

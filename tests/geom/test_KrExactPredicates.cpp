@@ -6,7 +6,7 @@
 #include <limits>
 #include <vector>
 
-#include "geom/KrExactPredicates.h"
+#include "KrTesGeometry/geom/KrExactPredicates.h"
 
 using KrTesGeo::InCircleDetExact;
 using KrTesGeo::InCircleExact;

@@ -4,9 +4,9 @@
 #include <random>
 #include <vector>
 
-#include "geom/KrPlanarFunc.h"
-#include "geom/KrPolyLine.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/KrPlanarFunc.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
+#include "support/GeomTestUtil.h"
 
 using namespace KrTesGeo;
 

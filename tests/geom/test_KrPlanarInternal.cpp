@@ -3,9 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "geom/KrExactPredicates.h"
+#include "KrTesGeometry/geom/KrExactPredicates.h"
 #include "geom/KrPlanarInternal.h"
-#include "test_GeomUtil.h"
+#include "support/GeomTestUtil.h"
 
 using namespace KrTesGeo;
 

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <limits>
 
-#include "geom/KrPoint3d.h"
-#include "krtesmath/CGeDataPoint3D.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/KrPoint3d.h"
+#include "KrTesGeometry/math/CGeDataPoint3D.h"
+#include "support/GeomTestUtil.h"
 
 TEST(KrPoint3d, CompoundFormsConversionsAndDistances)
 {

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "geom/KrPolyLine.h"
-#include "krtesmath/CGeDataPLine3D.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
+#include "KrTesGeometry/math/CGeDataPLine3D.h"
+#include "support/GeomTestUtil.h"
 
 using KrTesGeo::CGeoVector;
 

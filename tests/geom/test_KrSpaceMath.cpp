@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "geom/KrSpaceMath.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "support/GeomTestUtil.h"
 
 using KrTesGeo::CGeoVector;
 using SM = CKrSpaceMath;

@@ -4,8 +4,8 @@
 #include <limits>
 #include <random>
 
-#include "geom/KrSpaceMath.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "support/GeomTestUtil.h"
 
 using KrTesGeo::CGeoVector;
 using SM = CKrSpaceMath;

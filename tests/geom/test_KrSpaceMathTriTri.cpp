@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <random>
 
-#include "geom/KrSpaceMath.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
 
 using SM = CKrSpaceMath;
 using Tri = std::array<CKrPoint3d, 3>;

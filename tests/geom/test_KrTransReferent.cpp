@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "geom/KrTransReferent.h"
-#include "test_GeomUtil.h"
+#include "KrTesGeometry/geom/KrTransReferent.h"
+#include "support/GeomTestUtil.h"
 
 using KrTesGeo::CGeoVector;
 

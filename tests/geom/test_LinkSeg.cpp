@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "geom/KrPolyLine.h"
-#include "geom/KrSeg3d.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
+#include "KrTesGeometry/geom/KrSeg3d.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 #include <set>
 #include <vector>
 
-#include "MeshTestUtil.h"
-#include "mesh/KrOrderedSet.h"
+#include "support/MeshTestUtil.h"
+#include "KrTesGeometry/mesh/detail/KrOrderedSet.h"
 
 using meshtest::Items;
-using TesTriMesh::CKrOrderedSet;
+using TesTriMesh::detail::CKrOrderedSet;
 
 namespace {
 

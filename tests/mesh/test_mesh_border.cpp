@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "MeshTestUtil.h"
-#include "geom/KrPolyLine.h"
-#include "mesh/KrMeshData.h"
+#include "support/MeshTestUtil.h"
+#include "KrTesGeometry/geom/KrPolyLine.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
 using KrTesGeo::_sTri_ID;

@@ -3,8 +3,8 @@
 #include <functional>
 #include <vector>
 
-#include "MeshTestUtil.h"
-#include "mesh/KrMeshData.h"
+#include "support/MeshTestUtil.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
 

@@ -5,8 +5,8 @@
 #include <set>
 #include <vector>
 
-#include "MeshTestUtil.h"
-#include "mesh/KrMeshData.h"
+#include "support/MeshTestUtil.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
 using meshtest::Items;
@@ -15,7 +15,7 @@ TEST(MeshContainers, SmallPtrSetMatchesStdSet)
 {
     std::vector<int> pool(200);
     std::mt19937 rng(7);
-    CKrSmallPtrSet<int, 4> small;
+    detail::CKrSmallPtrSet<int, 4> small;
     std::set<int*> ref;
     for (int step = 0; step < 5000; ++step) {
         int* p = &pool[rng() % pool.size()];
@@ -35,7 +35,7 @@ TEST(MeshContainers, SmallPtrSetMatchesStdSet)
     for (int& x : pool) EXPECT_EQ(small.count(&x), ref.count(&x));
 
     // Copies are deep; erase(iterator) returns the follower; clear returns to inline storage.
-    CKrSmallPtrSet<int, 4> copy(small);
+    detail::CKrSmallPtrSet<int, 4> copy(small);
     copy.insert(&pool[0]);
     copy.erase(&pool[1]);
     EXPECT_EQ(Items(small), Items(ref));
@@ -52,7 +52,7 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
     struct Rec {
         int v[5];
     };
-    CKrPoolSet<Rec> set;
+    detail::CKrPoolSet<Rec> set;
     std::set<Rec*> ref;
     std::vector<Rec*> live;
     std::mt19937 rng(11);
@@ -85,7 +85,7 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
 
     // Foreign pointers are never members: one on the stack, one into a
     // record but misaligned, one just past the records of a chunk.
-    CKrPoolSet<Rec> fresh;
+    detail::CKrPoolSet<Rec> fresh;
     Rec* r0 = fresh.Create();
     Rec outside;
     for (Rec* p : {&outside, reinterpret_cast<Rec*>(reinterpret_cast<char*>(r0) + 4), r0 + 64}) {
@@ -117,7 +117,7 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
 TEST(MeshContainers, EdgeSetMatchesOrderedSet)
 {
     std::vector<_sVertex> verts(60);
-    CKrEdgeSet<_sEdge, _sVertex> set;
+    detail::CKrEdgeSet<_sEdge, _sVertex> set;
     std::set<_sEdge*, CKrEdgeLess> ref;
     std::mt19937 rng(3);
     for (int step = 0; step < 6000; ++step) {
@@ -192,7 +192,7 @@ TEST(MeshContainers, EdgeSetMatchesOrderedSet)
     // erase(find(...)) on a set whose order was never taken gives a usable
     // follower. (A set of its own needs vertices of its own: the index lives in them.)
     std::vector<_sVertex> own(6);
-    CKrEdgeSet<_sEdge, _sVertex> small;
+    detail::CKrEdgeSet<_sEdge, _sVertex> small;
     std::set<_sEdge*, CKrEdgeLess> sref;
     for (auto [p, q] : {std::pair{1, 2}, std::pair{1, 3}, std::pair{4, 5}}) {
         _sEdge* e = small.Create(&own[static_cast<size_t>(p)], &own[static_cast<size_t>(q)]);

@@ -5,8 +5,8 @@
 #include <set>
 #include <vector>
 
-#include "MeshTestUtil.h"
-#include "mesh/KrMeshData.h"
+#include "support/MeshTestUtil.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
 
@@ -44,7 +44,7 @@ TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
     _sEdge* ab = t1->pEdge[0];
     EXPECT_EQ(t2->pEdge[0], ab);
     EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);
-    EXPECT_LT(KrPtrValue(ab->pVer[0]), KrPtrValue(ab->pVer[1]));
+    EXPECT_LT(detail::KrPtrValue(ab->pVer[0]), detail::KrPtrValue(ab->pVer[1]));
     EXPECT_EQ(ab->CoEdgeTri(t2), t1);
     EXPECT_EQ(m.FindTriCoEdge(ab, t1), t2);
     EXPECT_EQ(m.FindTriCoEdge(nullptr, t1), nullptr);

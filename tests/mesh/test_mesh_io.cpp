@@ -4,9 +4,9 @@
 #include <random>
 #include <vector>
 
-#include "krtesmath/CGeDataTriMesh.h"
-#include "mesh/KrMeshData.h"
-#include "MeshTestUtil.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
+#include "support/MeshTestUtil.h"
 
 using namespace TesTriMesh;
 using KrTesGeo::_sTri_ID;

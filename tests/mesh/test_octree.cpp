@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-#include "mesh/octree/KrOctaTreeEx.h"
+#include "KrTesGeometry/mesh/octree/KrOctaTreeEx.h"
 
 using GeoTreeEx::_sOctaNode;
 using GeoTreeEx::CKrOctaTreeEx;

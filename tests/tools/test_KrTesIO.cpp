@@ -9,10 +9,10 @@
 
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
-#include "KrtesCliRun.h"
-#include "edit/KrMeshQuery.h"
-#include "krtesmath/CGeDataTriMesh.h"
-#include "mesh/KrMeshData.h"
+#include "support/KrtesCliRun.h"
+#include "KrTesGeometry/query/KrMeshQuery.h"
+#include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace {
 

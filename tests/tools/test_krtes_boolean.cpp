@@ -7,8 +7,8 @@
 
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
-#include "KrtesCliRun.h"
-#include "KrTestMeshes.h"
+#include "support/KrtesCliRun.h"
+#include "support/KrTestMeshes.h"
 
 namespace {
 

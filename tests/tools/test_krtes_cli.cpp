@@ -11,7 +11,7 @@
 
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
-#include "KrtesCliRun.h"
+#include "support/KrtesCliRun.h"
 
 using namespace krtes_test;
 

@@ -1,9 +1,9 @@
-#include "mesh/octree/KrOctaTreeEx.h"
+#include "KrTesGeometry/mesh/octree/KrOctaTreeEx.h"
 
 #include <algorithm>
 #include <cfloat>
 
-#include "geom/KrSpaceMath.h"
+#include "KrTesGeometry/geom/KrSpaceMath.h"
 
 namespace GeoTreeEx {
 

@@ -1,0 +1,111 @@
+#ifndef KRTES_KRMESHBOOLEAN_H
+#define KRTES_KRMESHBOOLEAN_H
+
+#include <array>
+#include <unordered_set>
+#include <vector>
+
+#include "KrTesGeometry/geom/KrPoint3d.h"
+#include "KrTesGeometry/geom/KrSeg3d.h"
+#include "KrTesGeometry/KrTesExport.h"
+#include "KrTesGeometry/geom/KrTri3d.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
+
+namespace TesTriMesh {
+
+// Intersecting two triangle meshes, cutting both along the intersection and
+// sorting the triangles of one against the solid bounded by the other.
+//
+// Cutting. Every pair of triangles that meet (found through the octree of
+// the first mesh, boxes widened by 1e-6) is sectioned: corners within 1e-6
+// of the other triangle's plane count as lying in it, and triangles lying in
+// one plane contribute the pieces of each one's edges that lie on the other.
+// The end points of the pieces become vertices of both meshes, at the same
+// positions in both. Points that a mesh could not keep apart are settled
+// first: a point within 1.5 times the merge tolerance (g_dVerTol) of a
+// vertex of either mesh goes to that vertex, and points closer than the
+// tolerance to each other become one. A point on an edge (within 1e-5, or
+// just across it after such a merge) is shared by the two triangles of the
+// edge. Each cut triangle is re-triangulated in its own plane so that every
+// piece is made of edges, and those edges are flagged (_sEdge::bSign);
+// triangles touched by the intersection get _sTri::bSign. Cutting again
+// along the same lines finds the vertices and edges already there and
+// changes nothing.
+//
+// Where the two surfaces come within the merge tolerance of each other's
+// vertices and edges, merged points move the surfaces by up to that
+// tolerance; solids should therefore be large against it (the tolerance is
+// 0.01 by default: metres for mine models).
+//
+// Classification sorts whole regions bounded by flagged edges, each by the
+// side of the other surface its first triangle lies on
+// (CKrMeshTrans::SortTrisByEdge with CKrMeshQuery::HitTestTri), so it needs
+// a closed, consistently oriented reference surface. A triangle counts as
+// lying on the reference only where the cut found the surfaces coplanar; a
+// sliver along an intersection line that merely comes that close takes the
+// class of its neighbour across a free edge.
+class KRTES_API CKrMeshBoolean {
+public:
+    // Cuts both meshes along their intersection (as above) and sorts the
+    // triangles of `target` against the solid of `reference`:
+    //  outside   in front of the reference surface (outside the solid);
+    //  inside    behind it (inside);
+    //  same      lying on it, facing the same way;
+    //  opposite  lying on it, facing the other way;
+    //  fifth     triangles without an answer (degenerate ones).
+    // The lists are emptied first; every target triangle ends in exactly one.
+    // segments is replaced by the intersection lines as they were cut into
+    // the target: one segment per flagged edge, from the lexicographically
+    // smaller end, sorted. lastSeed receives the corners of the last region
+    // seed. A reference without triangles puts every target triangle
+    // outside. Both octrees are current afterwards; the target's triangles
+    // keep the visit marks of the sort.
+    // False when the meshes are one object, when some cut could not be made
+    // (the lists are still filled, but regions may have run together across
+    // the gap), or when some target triangle could not be classified.
+    static bool ClassifyMesh_New(CKrMeshData& reference, CKrMeshData& target, std::vector<CKrSeg3d>& segments,
+                                 std::vector<_sTri*>& outside, std::vector<_sTri*>& inside, std::vector<_sTri*>& same,
+                                 std::vector<_sTri*>& opposite, std::vector<_sTri*>& fifth, CKrTri3d& lastSeed);
+
+    // Cuts both meshes along their intersection. segments is replaced by
+    // the flagged edges of meshB, as in ClassifyMesh_New. The sign marks of
+    // both meshes are reset first (CKrMeshData::ResetSign, and every
+    // triangle's bSign cleared). Extents are recomputed from the vertices
+    // and octrees rebuilt. False when some cut triangle could not be
+    // re-triangulated (it is then left whole) or a piece could not be placed
+    // in it; true otherwise, also when the meshes do not meet.
+    static bool IntersectMesh(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKrSeg3d>& segments);
+
+private:
+    friend class CKrMeshBooleanTestAccess;  // test hook: defined only by the unit tests
+
+    // A piece of the intersection inside one triangle of a mesh.
+    struct CutPiece {
+        _sTri* tri;
+        _sVertex* v0;
+        _sVertex* v1;
+    };
+
+    // The common part of the triangles a and b (corner positions) as
+    // segments appended to out: 0 apart or touching at a point, 1 crossing or
+    // touching along a segment, 2 coplanar and overlapping (the pieces of
+    // each triangle's edges lying on the other), -1 a degenerate triangle.
+    // The sides of the corners come from CKrMeshTrans::IntersectTriAndPlane3D.
+    static int IntersectTriAndTri3D(const _sTri* a, const _sTri* b,
+                                    std::vector<std::array<CKrPoint3d, 2>>& out);
+
+    // IntersectMesh; when coplanarB is given it receives the triangles of
+    // meshB (after the cut) that come from triangles found coplanar with,
+    // and overlapping, a triangle of meshA.
+    static bool Cut(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKrSeg3d>& segments,
+                    std::unordered_set<_sTri*>* coplanarB);
+
+    // Cuts the mesh along the pieces; false when some piece or triangle
+    // could not be handled. Triangles in `tracked` that are re-triangulated
+    // are replaced there by their pieces.
+    static bool CutMesh(CKrMeshData& mesh, const std::vector<CutPiece>& pieces, std::unordered_set<_sTri*>* tracked);
+};
+
+}  // namespace TesTriMesh
+
+#endif

@@ -1,0 +1,95 @@
+#ifndef KRTES_KRSOLIDBOOLEAN_H
+#define KRTES_KRSOLIDBOOLEAN_H
+
+#include <vector>
+
+#include "KrTesGeometry/KrTesExport.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
+
+class CGeDataTriMesh;
+
+namespace TesTriMesh {
+
+// Union, intersection and differences of two closed, consistently oriented
+// triangulated solids A and B.
+//
+// All geometric work happens at construction: both surfaces are cut along
+// their intersection and each one's triangles are sorted against the other
+// solid (CKrMeshBoolean::ClassifyMesh_New). The operations then only pick
+// lists of sorted triangles, flip some of them for the differences, and
+// write the picked triangles into a result mesh.
+//
+// Every construction writes eight diagnostic text files, each created anew
+// in this order: "C:\Seg-1.txt" (the intersection segments of the first
+// sort), "C:\MeshA-Out.txt", "C:\MeshA-In.txt", "C:\MeshA-Same.txt",
+// "C:\Seg-2.txt", "C:\MeshB-Out.txt", "C:\MeshB-In.txt",
+// "C:\MeshB-Same.txt". A segment is one line "x1,y1,z1,x2,y2,z2", a
+// triangle one line of its nine corner coordinates, all with three decimals.
+// Where the path has no drive, the same names are files in the working
+// directory. A file that cannot be opened is skipped silently.
+class KRTES_API CKrSolidBoolean {
+public:
+    // Classifies the caller's meshes in place (both are cut). They must
+    // outlive this object and stay unchanged while it is used.
+    CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB);
+    // Copies both solids into meshes of this object and runs a temporary
+    // object of the first kind over the copies, which classifies them and
+    // writes the diagnostic files; its lists go with it, so every operation
+    // of an object built this way composes an empty result.
+    CKrSolidBoolean(const CGeDataTriMesh& meshA, const CGeDataTriMesh& meshB);
+    virtual ~CKrSolidBoolean();
+    CKrSolidBoolean(const CKrSolidBoolean&) = delete;
+    CKrSolidBoolean& operator=(const CKrSolidBoolean&) = delete;
+
+    // Flip (_sTri::Invert) every triangle of a list, from the last to the first.
+    void InvertAInsideTris();
+    void InvertAOppositeTris();
+    void InvertBInsideTris();
+
+    // Codes: 1 outside, 2 inside, 3 same, 4 opposite. The A part holds the
+    // A lists named by either A code (inside, outside, same, opposite, in
+    // this order, each once); the B part the one B list of bCode (opposite
+    // for any code other than 1, 2, 3). The part with more distinct vertices
+    // is loaded into result first (B on a tie), the other added to it, so
+    // that the shared seam vertices merge. Overwrites the nID of the
+    // vertices used. Always true.
+    bool ComposeSolid(int aCode1, int aCode2, int bCode, CKrMeshData& result);
+
+    bool Union_A_And_B(CKrMeshData& result);      // A outside + A same + B outside
+    bool Intersect_A_And_B(CKrMeshData& result);  // A inside + A same + B inside
+    // A minus B: A outside + A opposite + B inside flipped.
+    bool Diference_A_And_B(CKrMeshData& result);
+    // B minus A: A inside and A opposite flipped + B outside.
+    bool Diference_B_And_A(CKrMeshData& result);
+
+    const std::vector<_sTri*>& AInside() const { return m_vecAInside; }
+    const std::vector<_sTri*>& AOutside() const { return m_vecAOutside; }
+    const std::vector<_sTri*>& ASame() const { return m_vecASame; }
+    const std::vector<_sTri*>& AOpposite() const { return m_vecAOpposite; }
+    const std::vector<_sTri*>& AFifth() const { return m_vecAFifth; }
+    const std::vector<_sTri*>& BInside() const { return m_vecBInside; }
+    const std::vector<_sTri*>& BOutside() const { return m_vecBOutside; }
+    const std::vector<_sTri*>& BSame() const { return m_vecBSame; }
+    const std::vector<_sTri*>& BOpposite() const { return m_vecBOpposite; }
+    const std::vector<_sTri*>& BFifth() const { return m_vecBFifth; }
+
+private:
+    static void InvertList(std::vector<_sTri*>& tris);
+
+    std::vector<_sTri*> m_vecAInside;
+    std::vector<_sTri*> m_vecAOutside;
+    std::vector<_sTri*> m_vecASame;
+    std::vector<_sTri*> m_vecAOpposite;
+    std::vector<_sTri*> m_vecAFifth;
+    std::vector<_sTri*> m_vecBInside;
+    std::vector<_sTri*> m_vecBOutside;
+    std::vector<_sTri*> m_vecBSame;
+    std::vector<_sTri*> m_vecBOpposite;
+    std::vector<_sTri*> m_vecBFifth;
+    CKrMeshData m_meshA;  // own copies (second constructor only)
+    CKrMeshData m_meshB;
+};
+
+}  // namespace TesTriMesh
+
+#endif

@@ -1,0 +1,370 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "support/KrTestMeshes.h"
+#include "KrTesGeometry/tin/KrDelaunay.h"
+#include "KrTesGeometry/query/KrMeshQuery.h"
+
+using namespace TesTriMesh;
+using KrTesGeo::CGeoVector;
+using Q = CKrMeshQuery;
+
+namespace TesTriMesh {
+
+// Test hook: reaches the protected searches of CKrMeshQuery.
+class CKrMeshQueryTestAccess {
+public:
+    static bool FindTriIncludePt(const Q& q, const CKrPoint3d& p, std::vector<_sTri*>& out)
+    {
+        return q.FindTriIncludePt(p, out);
+    }
+    static bool GetVersInMapPolygon(const Q& q, const std::vector<CKrPoint3d>& poly, std::vector<_sVertex*>& out)
+    {
+        return q.GetVersInMapPolygon(poly, out);
+    }
+};
+
+}  // namespace TesTriMesh
+
+using Access = TesTriMesh::CKrMeshQueryTestAccess;
+
+namespace {
+
+using testmesh::Load;
+
+void Load(CKrMeshData& mesh, const testmesh::Pts& pts, const testmesh::Ids& ids) { mesh.InputData(pts, ids, true); }
+
+// A Delaunay TIN of n random points and the four corners of the square
+// [0, size]^2, z = f(x, y).
+bool RandomTin(CKrMeshData& mesh, std::size_t n, double size, const std::function<double(double, double)>& f,
+               unsigned seed)
+{
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> u(0.0, size);
+    CKrDelaunay tin(mesh, 0.01);
+    for (double x : {0.0, size})
+        for (double y : {0.0, size}) tin.AddVertex(CKrPoint3d(x, y, f(x, y)));
+    for (std::size_t i = 0; i < n; ++i) {
+        const double x = u(rng), y = u(rng);
+        tin.AddVertex(CKrPoint3d(x, y, f(x, y)));
+    }
+    return tin.Delaunay();
+}
+
+// The highest z over (x, y) of any triangle holding the point in plan, by
+// plain barycentric coordinates over every triangle.
+bool BruteMapPoint(const CKrMeshData& mesh, double x, double y, double& z)
+{
+    bool found = false;
+    for (const _sTri* t : mesh.m_setTri) {
+        const CKrPoint3d &a = t->pVer[0]->pt, &b = t->pVer[1]->pt, &c = t->pVer[2]->pt;
+        const double det = (b.x - a.x) * (c.y - a.y) - (c.x - a.x) * (b.y - a.y);
+        const double u = ((x - a.x) * (c.y - a.y) - (c.x - a.x) * (y - a.y)) / det;
+        const double v = ((b.x - a.x) * (y - a.y) - (x - a.x) * (b.y - a.y)) / det;
+        if (std::fabs(det) < 1e-12 || u < -1e-9 || v < -1e-9 || u + v > 1 + 1e-9) continue;
+        const double h = a.z + u * (b.z - a.z) + v * (c.z - a.z);
+        z = found ? std::max(z, h) : h;
+        found = true;
+    }
+    return found;
+}
+
+}  // namespace
+
+TEST(MeshQueryMapPoint, CurvedTinAgainstEveryTriangle)
+{
+    // A TIN of a paraboloid (so that a neighbouring triangle would answer
+    // differently) need not fill the whole square: each answer is checked
+    // against a search of every triangle, and z is untouched when off.
+    std::mt19937_64 rng(7);
+    std::uniform_real_distribution<double> u(0.0, 100.0);
+    auto bowl = [](double x, double y) { return 0.01 * ((x - 50) * (x - 50) + (y - 50) * (y - 50)) + 0.3 * x; };
+    CKrMeshData mesh;
+    ASSERT_TRUE(RandomTin(mesh, 2000, 100.0, bowl, 1));
+    Q q(mesh);
+    int found = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const double x = u(rng), y = u(rng);
+        double z = -1e9, ref = -1e9;
+        const bool on = BruteMapPoint(mesh, x, y, ref);
+        ASSERT_EQ(q.GetMapPoint(x, y, z), on) << x << " " << y;
+        EXPECT_NEAR(z, ref, 1e-9);
+        found += on;
+    }
+    EXPECT_GT(found, 950);
+}
+
+// A query object that has answered many elevations switches to its own plan
+// grid. The answers must be exactly those of a fresh object, which still
+// goes through the octree: on triangles, on edges and vertices, just outside
+// the border and far away.
+TEST(MeshQueryMapPoint, PlanGridMatchesTheOctreePath)
+{
+    CKrMeshData mesh;
+    ASSERT_TRUE(RandomTin(mesh, 3000, 500.0, [](double x, double y) { return std::sin(x * 0.02) * 30.0 + y * 0.1; }, 17));
+    std::mt19937_64 rng(17);
+    std::uniform_real_distribution<double> v(-20.0, 520.0);
+    std::vector<CKrPoint3d> probes;
+    for (int i = 0; i < 4000; ++i) probes.emplace_back(v(rng), v(rng), 0.0);
+    for (const _sVertex* w : mesh.m_setVer) probes.push_back(w->pt);  // exactly on vertices
+    for (const _sEdge* e : mesh.m_setEdge)                             // and on edge midpoints
+        probes.push_back((e->pVer[0]->pt + e->pVer[1]->pt) * 0.5);
+    Q warm(mesh);
+    int mismatches = 0, on = 0;
+    for (const CKrPoint3d& p : probes) {
+        double z1 = -1e300, z2 = -1e300;
+        const bool a = Q(mesh).GetMapPoint(p.x, p.y, z1);  // a fresh object answers through the octree
+        const bool b = warm.GetMapPoint(p.x, p.y, z2);     // through the grid after the first few
+        on += a;
+        mismatches += a != b || (a && z1 != z2);
+    }
+    EXPECT_EQ(mismatches, 0);
+    EXPECT_GT(on, 3000);  // most probes lie over the surface
+    double z = 7.0;
+    EXPECT_FALSE(warm.GetMapPoint(1e6, 1e6, z));
+    EXPECT_FALSE(warm.GetMapPoint(std::nan(""), 10.0, z));
+    EXPECT_EQ(z, 7.0);
+}
+
+TEST(MeshQueryMapPoint, TopSheetWinsAndOffSurfaceFails)
+{
+    // A strip folded back over itself along x = 10 (lower sheet z = 0, upper
+    // z = 1 + 0.1 x from x = 10 back to 2, joined by a vertical face).
+    testmesh::Pts pts = {{0, 0, 0}, {10, 0, 0}, {10, 5, 0}, {0, 5, 0}, {2, 0, 1.2}, {2, 5, 1.2}, {10, 0, 2}, {10, 5, 2}};
+    CKrMeshData fold;
+    Load(fold, pts, {{0, 1, 2}, {0, 2, 3}, {1, 6, 7}, {1, 7, 2}, {6, 4, 5}, {6, 5, 7}});
+    Q q(fold);
+    double z = -7.0;
+    ASSERT_TRUE(q.GetMapPoint(6.0, 2.5, z));
+    EXPECT_NEAR(z, 1.6, 1e-9);
+    ASSERT_TRUE(q.GetMapPoint(1.0, 2.5, z));
+    EXPECT_NEAR(z, 0.0, 1e-9);
+    ASSERT_TRUE(q.GetMapPoint(10.0, 2.5, z));  // the fold's top edge
+    EXPECT_NEAR(z, 2.0, 1e-9);
+    // Three stacked sheets in every import order: the top one answers.
+    int order[3] = {0, 1, 2};
+    do {
+        testmesh::Pts sp;
+        testmesh::Ids si;
+        for (int k : order) {
+            const int b = static_cast<int>(sp.size());
+            sp.insert(sp.end(), {{0, 0, 3.0 * k}, {4, 0, 3.0 * k + 0.4}, {0, 4, 3.0 * k}});
+            si.emplace_back(b, b + 1, b + 2);
+        }
+        CKrMeshData stack;
+        Load(stack, sp, si);
+        ASSERT_TRUE(Q(stack).GetMapPoint(1.0, 1.0, z));
+        EXPECT_NEAR(z, 6.1, 1e-9) << order[0] << order[1] << order[2];
+    } while (std::next_permutation(order, order + 3));
+
+    // Off the surface z stays; within 1e-6 of the border it is on.
+    z = -7.0;
+    EXPECT_FALSE(q.GetMapPoint(5.0, 5.001, z));
+    EXPECT_FALSE(q.GetMapPoint(-0.001, 1.0, z));
+    EXPECT_EQ(z, -7.0);
+    EXPECT_TRUE(q.GetMapPoint(-5e-7, 1.0, z));
+    CKrMeshData empty;
+    EXPECT_FALSE(Q(empty).GetMapPoint(0.0, 0.0, z));
+}
+
+TEST(MeshQueryRay, NearestHitOnClosedSphereFromOutsideAndInside)
+{
+    const double r = 50.0;
+    CKrMeshData mesh;
+    Load(mesh, testmesh::Sphere({0, 0, 0}, r, 3));
+    Q q(mesh);
+    struct Ray {
+        CKrPoint3d o;
+        CGeoVector d;
+        int axis;     // the hit's coordinate on this axis has the sign below
+        double sign;  // (the near side of the sphere)
+    };
+    const Ray rays[] = {{{3, 7, -300}, {0, 0, 1}, 2, -1}, {{200, 10, -5}, {-1, 0.01, 0}, 0, 1},
+                        {{10, -20, 5}, {0.2, 1, -0.5}, 1, 1}};
+    for (const Ray& ray : rays) {
+        CKrPoint3d hit;
+        ASSERT_TRUE(q.IntersectRay(hit, ray.o, ray.d)) << ray.o.x;
+        const double c[3] = {hit.x, hit.y, hit.z};
+        EXPECT_GT(c[ray.axis] * ray.sign, 0.0);
+        const double rho = std::sqrt(hit.x * hit.x + hit.y * hit.y + hit.z * hit.z);
+        EXPECT_LE(rho, r + 1e-9);
+        EXPECT_GT(rho, 0.98 * r);
+        const CGeoVector along = hit - ray.o;  // ahead on the ray
+        EXPECT_GT(along * ray.d, 0.0);
+        EXPECT_LT((along ^ ray.d).Length() / ray.d.Length(), 1e-6);
+    }
+    CKrPoint3d hit(9, 9, 9);
+    EXPECT_FALSE(q.IntersectRay(hit, CKrPoint3d(0, 0, -300), CGeoVector(0, 0, -1)));  // pointing away
+    EXPECT_FALSE(q.IntersectRay(hit, CKrPoint3d(60, 0, -300), CGeoVector(0, 0, 1)));  // passing beside
+    EXPECT_EQ(hit.x, 9.0);
+    CKrMeshData empty;
+    EXPECT_FALSE(Q(empty).IntersectRay(hit, CKrPoint3d(0, 0, 0), CGeoVector(1, 0, 0)));
+}
+
+TEST(MeshQueryHitTest, SidesOfClosedMeshes)
+{
+    const CGeoVector up(0, 0, 1);
+    testmesh::Solid ball = testmesh::Sphere({0, 0, 0}, 50.0, 3);
+    CKrMeshData sphere;
+    Load(sphere, ball);
+    Q qs(sphere);
+    const CKrPoint3d v = ball.pts[0];  // a vertex
+    EXPECT_EQ(qs.HitTestPt(CKrPoint3d(0, 0, 0), up), Q::eHitBack);
+    EXPECT_EQ(qs.HitTestPt(CKrPoint3d(48.5, 0, 0), up), Q::eHitBack);
+    EXPECT_EQ(qs.HitTestPt(CKrPoint3d(200, 0, 0), up), Q::eHitFront);
+    EXPECT_EQ(qs.HitTestPt(v * 1.01, up), Q::eHitFront);  // facing a vertex
+    EXPECT_EQ(qs.HitTestPt(v, CGeoVector(v)), Q::eHitOnFront);
+    EXPECT_EQ(qs.HitTestPt(v, CGeoVector(v * -1.0)), Q::eHitOnBack);
+    const _sTri* t = *sphere.m_setTri.begin();
+    const CKrPoint3d a = t->pVer[0]->pt, b = t->pVer[1]->pt, c = t->pVer[2]->pt;
+    EXPECT_EQ(qs.HitTestPt((a + b + c) * (1.0 / 3.0), CGeoVector(b - a)), Q::eHitOnBack);  // along the surface
+    EXPECT_EQ(qs.HitTestTri(a, b, c), Q::eHitOnFront);
+    EXPECT_EQ(qs.HitTestTri(b, a, c), Q::eHitOnBack);
+    EXPECT_EQ(qs.HitTestTri(CKrPoint3d(0, 0, 0), CKrPoint3d(1, 0, 0), CKrPoint3d(0, 1, 0)), Q::eHitBack);
+    EXPECT_EQ(qs.HitTestTri(CKrPoint3d(99, 0, 0), CKrPoint3d(99, 1, 0), CKrPoint3d(99, 0, 1)), Q::eHitFront);
+    EXPECT_EQ(qs.HitTestTri(CKrPoint3d(0, 0, 0), CKrPoint3d(1, 1, 1), CKrPoint3d(2, 2, 2)), Q::eHitNone);
+
+    // A needle: near its apex a point outside lies behind the planes of two
+    // of the three faces meeting there, all equally near. Only the tie
+    // resolution finds it outside, whichever face comes first.
+    const double pi = 3.141592653589793;
+    testmesh::Pts pts;
+    for (int k = 0; k < 3; ++k) pts.emplace_back(std::cos(2 * pi * k / 3), std::sin(2 * pi * k / 3), 0.0);
+    pts.emplace_back(0.0, 0.0, 10.0);
+    const testmesh::Ids ids = {{0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 2, 1}};
+    CKrMeshData needle;
+    Load(needle, pts, ids);
+    CGeoVector n[3];
+    for (int k = 0; k < 3; ++k) {
+        n[k] = CGeoVector(pts[ids[k][1]] - pts[ids[k][0]]) ^ CGeoVector(pts[ids[k][2]] - pts[ids[k][0]]);
+        n[k].Normalize();
+    }
+    Q qn(needle);
+    for (int k = 0; k < 3; ++k) {
+        CGeoVector d = n[k] + (n[(k + 1) % 3] + n[(k + 2) % 3]) * 0.1;
+        d.Normalize();
+        ASSERT_LT(d * n[(k + 1) % 3], -0.1);  // behind another face's plane
+        EXPECT_EQ(qn.HitTestPt(pts[3] + d * 0.5, up), Q::eHitFront) << k;
+    }
+    EXPECT_EQ(qn.HitTestPt(CKrPoint3d(0, 0, 9.5), up), Q::eHitBack);
+
+    // An open square in z = 0: in its plane beyond a side is "back"; beyond
+    // the corner both triangles share, nothing decides.
+    CKrMeshData sq, empty;
+    Load(sq, testmesh::Grid(1, 1, 0, 0, 10, [](double, double) { return 0.0; }));
+    EXPECT_EQ(Q(sq).HitTestPt(CKrPoint3d(12, 5, 0), up), Q::eHitBack);
+    EXPECT_EQ(Q(sq).HitTestPt(CKrPoint3d(12, 12, 0), up), Q::eHitNone);
+    EXPECT_EQ(Q(empty).HitTestPt(CKrPoint3d(0, 0, 0), up), Q::eHitNone);
+}
+
+TEST(MeshQueryOutline, LoopsOfMeshesWithHoles)
+{
+    // 6 x 6 grid with a one-square and a two-square hole.
+    auto skip = [](int i, int j) { return (i == 1 && j == 1) || (j == 3 && (i == 3 || i == 4)); };
+    CKrMeshData mesh;
+    Load(mesh, testmesh::Grid(6, 6, 0, 0, 1, [](double x, double y) { return 0.5 * x + y; }, skip));
+    Q q(mesh);
+    std::vector<CKrPolyLine> loops;
+    ASSERT_TRUE(q.GetOutline(loops));
+    std::multiset<unsigned> sizes;
+    for (const CKrPolyLine& l : loops) {
+        EXPECT_TRUE(l.IsClosed());
+        sizes.insert(l.NumVerts());
+        const auto& v = l.GetVerts();
+        std::set<std::pair<double, double>> distinct;
+        for (std::size_t k = 0; k < v.size(); ++k) {
+            EXPECT_NEAR(v[k].Distance2d(v[(k + 1) % v.size()]), 1.0, 1e-12);  // border neighbours, closing one too
+            distinct.insert({v[k].x, v[k].y});
+        }
+        EXPECT_EQ(distinct.size(), v.size());  // no vertex repeated, the first one included
+    }
+    EXPECT_EQ(sizes, (std::multiset<unsigned>{4, 6, 24}));
+    CKrPolyLine outer;
+    ASSERT_TRUE(q.GetOutline(outer));
+    EXPECT_EQ(outer.NumVerts(), 24u);
+
+    // An isolated triangle has no outline.
+    CKrMeshData one;
+    Load(one, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}});
+    EXPECT_FALSE(Q(one).GetOutline(outer));
+}
+
+TEST(MeshQueryDrape, PolylinesFollowTheSurface)
+{
+    auto f = [](double x, double y) { return 0.05 * x * x - 0.1 * y; };
+    CKrMeshData mesh;
+    Load(mesh, testmesh::Grid(8, 8, 0, 0, 1, f, [](int i, int j) { return i == 4 && j >= 2 && j <= 5; }));
+    Q q(mesh);
+    // Pieces over each triangle, on the surface, covering the line once.
+    const std::vector<CKrPoint3d> line = {{0.5, 0.5, 0}, {3.5, 1.7, 0}};
+    std::vector<CKrSeg3d> segs;
+    ASSERT_TRUE(q.GetMapPolyline(line, false, segs));
+    ASSERT_GT(segs.size(), 3u);
+    double len = 0.0, z = 0.0;
+    for (const CKrSeg3d& s : segs) {
+        len += s.m_pt[0].Distance2d(s.m_pt[1]);
+        for (const CKrPoint3d& p : s.m_pt) {
+            ASSERT_TRUE(q.GetMapPoint(p.x, p.y, z));
+            EXPECT_NEAR(p.z, z, 1e-9);
+        }
+    }
+    EXPECT_NEAR(len, line[0].Distance2d(line[1]), 1e-9);
+    std::vector<CKrPolyLine> pl;
+    ASSERT_TRUE(q.GetMapPolyline(line, false, pl));
+    ASSERT_EQ(pl.size(), 1u);
+    EXPECT_FALSE(pl[0].IsClosed());
+    EXPECT_NEAR(pl[0].GetVerts().front().Distance2d(line[0]) + pl[0].GetVerts().back().Distance2d(line[1]), 0, 1e-9);
+
+    // Closed, the last point joins the first.
+    const std::vector<CKrPoint3d> tri = {{0.5, 0.5, 0}, {2.5, 0.5, 0}, {1.5, 3.5, 0}};
+    ASSERT_TRUE(q.GetMapPolyline(tri, true, pl));
+    ASSERT_EQ(pl.size(), 1u);
+    EXPECT_TRUE(pl[0].IsClosed());
+    // Across the hole the drape breaks in two; off the surface it is cut.
+    ASSERT_TRUE(q.GetMapPolyline({{1.5, 3.5, 0}, {7.5, 3.5, 0}}, false, pl));
+    EXPECT_EQ(pl.size(), 2u);
+    ASSERT_TRUE(q.GetMapPolyline({{-5, 1.5, 0}, {3, 1.5, 0}}, false, pl));
+    ASSERT_EQ(pl.size(), 1u);
+    EXPECT_NEAR(pl[0].GetLength2d(), 3.0, 1e-9);
+    EXPECT_FALSE(q.GetMapPolyline({{1, 1, 0}}, true, pl));
+    EXPECT_FALSE(q.GetMapPolyline({{20, 20, 0}, {30, 20, 0}}, false, pl));
+    EXPECT_TRUE(pl.empty());
+}
+
+TEST(MeshQuerySearch, TrianglesAtAPointAndVerticesInAPolygon)
+{
+    CKrMeshData mesh;
+    Load(mesh, testmesh::Grid(5, 5, 0, 0, 1, [](double x, double y) { return x + y; }));
+    Q q(mesh);
+    // Inside one triangle, then on a vertex where six meet (out is not
+    // cleared); far above nothing (a spatial search).
+    std::vector<_sTri*> in;
+    ASSERT_TRUE(Access::FindTriIncludePt(q, CKrPoint3d(2.7, 1.2, 3.9), in));
+    ASSERT_TRUE(Access::FindTriIncludePt(q, CKrPoint3d(2, 2, 4), in));
+    EXPECT_EQ(std::set<_sTri*>(in.begin(), in.end()).size(), 7u);
+    in.clear();
+    EXPECT_FALSE(Access::FindTriIncludePt(q, CKrPoint3d(2.7, 1.2, 99), in));
+
+    // Vertices strictly inside, each once; those on the boundary are not.
+    std::vector<_sVertex*> vs;
+    auto plan = [&vs]() {
+        std::set<std::pair<double, double>> got;
+        for (const _sVertex* v : vs) got.insert({v->pt.x, v->pt.y});
+        EXPECT_EQ(got.size(), vs.size());
+        return got;
+    };
+    using XYs = std::set<std::pair<double, double>>;
+    ASSERT_TRUE(Access::GetVersInMapPolygon(q, {{0.5, 0.5, 0}, {3, 0.5, 0}, {3, 3.5, 0}, {0.5, 3.5, 0}}, vs));
+    EXPECT_EQ(plan(), (XYs{{1, 1}, {2, 1}, {1, 2}, {2, 2}, {1, 3}, {2, 3}}));
+    // A triangle: of the vertices in its bounding box, those on the slanted
+    // side and beyond it are left out.
+    ASSERT_TRUE(Access::GetVersInMapPolygon(q, {{0.5, 0.5, 0}, {3.5, 0.5, 0}, {0.5, 3.5, 0}}, vs));
+    EXPECT_EQ(plan(), (XYs{{1, 1}, {2, 1}, {1, 2}}));
+    EXPECT_FALSE(Access::GetVersInMapPolygon(q, {{0, 0, 0}, {5, 5, 0}}, vs));
+    EXPECT_FALSE(Access::GetVersInMapPolygon(q, {{1.2, 1.2, 0}, {1.8, 1.2, 0}, {1.5, 1.8, 0}}, vs));
+}
