@@ -3,9 +3,6 @@
 #include <cmath>
 
 #include "KrTesGeometry/geom/GeoVector.h"
-#include "KrTesGeometry/geom/KrSeg3d.h"
-#include "KrTesGeometry/geom/KrTri3d.h"
-#include "KrTesGeometry/geom/sTriID.h"
 #include "support/GeomTestUtil.h"
 
 using KrTesGeo::CGeoVector;
@@ -46,27 +43,4 @@ TEST(GeoVector, RoundRotatesByRodrigues)
     ASSERT_TRUE(CGeoVector(1, 2, 3).Round(out, CGeoVector(0, 0, 1), 0.7));
     EXPECT_NEAR(out.z, 3.0, 1e-12);
     EXPECT_NEAR(out.Length(), std::sqrt(14.0), 1e-12);
-}
-
-TEST(SegTriValues, SameSegmentInvertAndUnsetIds)
-{
-    const CKrPoint3d a(0, 0, 0), b(1, 2, 3);
-    EXPECT_TRUE(CKrSeg3d::IsSameSeg(a, b, b, a));
-    EXPECT_TRUE(CKrSeg3d::IsSameSeg(a, b, a + CKrPoint3d(0, 5e-7, 0), b));
-    EXPECT_FALSE(CKrSeg3d::IsSameSeg(a, b, a + CKrPoint3d(0, 2e-6, 0), b));
-
-    CKrTri3d tri(CKrPoint3d(0, 0, 0), CKrPoint3d(1, 0, 0), CKrPoint3d(0, 1, 0));
-    tri.Invert();
-    EXPECT_EQ(tri.m_pt[0].x, 1.0);
-    EXPECT_EQ(tri.m_pt[1].x, 0.0);
-    EXPECT_EQ(tri.m_pt[2].y, 1.0);
-    // Copies go through the assignment operators.
-    const CKrTri3d copy(tri);
-    EXPECT_TRUE(Near(copy.m_pt[0], tri.m_pt[0], 0.0));
-    CKrSeg3d s;
-    s = CKrSeg3d(a, b);
-    EXPECT_TRUE(Near(s.m_pt[1], b, 0.0));
-
-    const KrTesGeo::_sTri_ID id;
-    EXPECT_TRUE(id[0] == -1 && id[1] == -1 && id[2] == -1);
 }

@@ -8,6 +8,7 @@
 
 #include "KrTesGeometry/geom/KrPolyLine.h"
 #include "KrTesGeometry/geom/KrSeg3d.h"
+#include "support/GeomTestUtil.h"
 
 namespace {
 
@@ -18,7 +19,16 @@ CKrSeg3d Seg(double x1, double y1, double x2, double y2)
 
 }  // namespace
 
-TEST(LinkSeg, ChainsLoopsAndBranches)
+TEST(KrSeg3d, SameSegmentEitherWayWithinTolerance)
+{
+    const CKrPoint3d a(0, 0, 0), b(1, 2, 3);
+    EXPECT_TRUE(CKrSeg3d::IsSameSeg(a, b, b, a));
+    EXPECT_TRUE(CKrSeg3d::IsSameSeg(a, b, a + CKrPoint3d(0, 5e-7, 0), b));
+    EXPECT_FALSE(CKrSeg3d::IsSameSeg(a, b, a + CKrPoint3d(0, 2e-6, 0), b));
+    EXPECT_FALSE(CKrSeg3d::IsSameSeg(a, b, a, a));
+}
+
+TEST(KrSeg3d, LinkSegChainsLoopsAndBranches)
 {
     // C-D, A-B, B-C given reversed, D-E: one chain A..E, in the direction most
     // segments have; stale output is replaced.
@@ -65,7 +75,7 @@ TEST(LinkSeg, ChainsLoopsAndBranches)
     EXPECT_FALSE(CKrSeg3d::LinkSeg({}, out));
 }
 
-TEST(LinkSeg, LongShuffledDrape)
+TEST(KrSeg3d, LinkSegLongShuffledDrape)
 {
     // 20000 pieces of a north-south line (all x equal), shuffled: one chain,
     // every vertex in order.

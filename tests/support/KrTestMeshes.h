@@ -4,7 +4,6 @@
 // Meshes, solids and checks shared by the test suites.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -22,6 +21,7 @@
 #include "KrTesGeometry/geom/sTriID.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "support/ScratchDir.h"
 
 namespace testmesh {
 
@@ -302,28 +302,6 @@ inline SolidReport Inspect(TesTriMesh::CKrMeshData& m)
     r.tris = ids.size();
     return r;
 }
-
-// A fixture running each test in a fresh working directory of its own: the
-// boolean construction writes its diagnostic files into the current one.
-class InScratchDir : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        char buf[4096];
-        ASSERT_NE(getcwd(buf, sizeof buf), nullptr);
-        m_home = buf;
-        std::string tmpl = ::testing::TempDir() + "krtes_cwd_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-        m_dir = tmpl;
-        ASSERT_EQ(chdir(m_dir.c_str()), 0);
-    }
-    void TearDown() override
-    {
-        ASSERT_EQ(chdir(m_home.c_str()), 0);
-        std::system(("rm -rf '" + m_dir + "'").c_str());
-    }
-    std::string m_home, m_dir;
-};
 
 // Volume of the intersection of two convex solids, an oracle independent of
 // the library's boolean. Its boundary is the part of each solid's surface

@@ -9,11 +9,13 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <sstream>
 #include <string>
 
 #include "KrTesIO.h"
 #include "support/KrTestMeshes.h"
+#include "support/ScratchDir.h"
 
 namespace krtes_test {
 
@@ -35,14 +37,33 @@ inline CliRun Krtes(const std::string& args, bool withStderr = true)
     return r;
 }
 
-// A path in the scratch directory, unique to the running test (tests run in
-// parallel processes that share the directory).
-inline std::string Temp(const std::string& name)
-{
-    const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
-    const std::string who = t ? std::string(t->test_suite_name()) + "." + t->name() + "_" : std::string();
-    return ::testing::TempDir() + "krtes_" + who + name;
-}
+// The running test's scratch directory: made when the test names its first
+// file, removed with every file in it when the test ends, whatever the test
+// or the program did.
+class ScratchPerTest : public ::testing::EmptyTestEventListener {
+public:
+    static std::string Path(const std::string& name)
+    {
+        std::unique_ptr<testmesh::ScratchDir>& d = Current();
+        if (!d) d = std::make_unique<testmesh::ScratchDir>();
+        return d->Path(name);
+    }
+    void OnTestEnd(const ::testing::TestInfo&) override { Current().reset(); }
+
+private:
+    static std::unique_ptr<testmesh::ScratchDir>& Current()
+    {
+        static std::unique_ptr<testmesh::ScratchDir> dir;
+        return dir;
+    }
+};
+
+inline const bool kScratchPerTest = [] {
+    ::testing::UnitTest::GetInstance()->listeners().Append(new ScratchPerTest);
+    return true;
+}();
+
+inline std::string Temp(const std::string& name) { return ScratchPerTest::Path(name); }
 
 inline std::string Write(const std::string& name, const std::string& text)
 {
@@ -72,6 +93,15 @@ inline std::string GridFile(const std::string& name, int n, double x0, double h,
     std::string err;
     EXPECT_TRUE(krtes::WriteMeshFile(p, g.pts, g.ids, err)) << err;
     return p;
+}
+
+// The plane z = 2x - y/2 + 10 over [0, 10]^2 as a grid file with the square
+// [4, 6]^2 left out: a surface with a hole for the elev and drape commands.
+inline double Plane(double x, double y) { return 2.0 * x - 0.5 * y + 10.0; }
+
+inline std::string HoledPlaneFile()
+{
+    return GridFile("plane.obj", 10, 0, 1, Plane, [](int i, int j) { return i >= 4 && i <= 5 && j >= 4 && j <= 5; });
 }
 
 }  // namespace krtes_test
