@@ -14,6 +14,8 @@
 #include "KrTesGeometry/geom/GeoVector.h"
 #include "KrTesGeometry/geom/KrSpaceMath.h"
 #include "KrTesGeometry/geom/KrTransReferent.h"
+#include "geom/KrBox.h"
+#include "geom/KrCellGrid.h"
 
 namespace TesTriMesh {
 
@@ -83,10 +85,7 @@ void RefreshExtent(CKrMeshData& m)
 void BoxOf(const _sTri* t, double box[6], double widen)
 {
     KrTriBox(t, box);
-    for (int i = 0; i < 3; ++i) {
-        box[i] -= widen;
-        box[i + 3] += widen;
-    }
+    KrTesGeo::detail::WidenBox(box, widen);
 }
 
 // Where a vertex lies in a triangle.
@@ -232,57 +231,41 @@ void SnapPoints(std::map<CKrPoint3d, CKrPoint3d, PtLess>& placed, CKrMeshData& a
 {
     const double tol = g_dVerTol, reach = 1.5 * std::max(g_dVerTol, kOnEdgeTol);
     if (!(tol > 0.0) || placed.empty()) return;
-    using Cell = std::array<long long, 3>;
-    struct CellHash {
-        std::size_t operator()(const Cell& c) const
-        {
-            return static_cast<std::size_t>(c[0] * 73856093LL ^ c[1] * 19349663LL ^ c[2] * 83492791LL);
-        }
-    };
-    auto cellOf = [reach](const CKrPoint3d& p) {
-        return Cell{static_cast<long long>(std::floor(p.x / reach)), static_cast<long long>(std::floor(p.y / reach)),
-                    static_cast<long long>(std::floor(p.z / reach))};
-    };
     // Cells of the reach's size; each holds mesh vertices (false) and
     // group centres (true).
-    std::unordered_map<Cell, std::vector<std::pair<CKrPoint3d, bool>>, CellHash> grid;
-    for (const auto& e : placed) {
-        const Cell c = cellOf(e.first);
-        for (long long dx = -1; dx <= 1; ++dx)
-            for (long long dy = -1; dy <= 1; ++dy)
-                for (long long dz = -1; dz <= 1; ++dz) grid[{c[0] + dx, c[1] + dy, c[2] + dz}];
-    }
+    using Grid = KrTesGeo::detail::CKrCellGrid<3, std::pair<CKrPoint3d, bool>>;
+    auto cellOf = [reach](const CKrPoint3d& p) {
+        const double c[3] = {p.x, p.y, p.z};
+        return Grid::KeyOf(c, reach);
+    };
+    Grid grid;
+    for (const auto& e : placed) grid.Touch(cellOf(e.first), 1);
     for (int side = 0; side < 2; ++side)
         for (_sVertex* v : (side ? b : a).m_setVer) {
-            auto it = grid.find(cellOf(v->pt));
-            if (it == grid.end()) continue;
-            it->second.emplace_back(v->pt, false);
+            auto* cell = grid.Find(cellOf(v->pt));
+            if (!cell) continue;
+            cell->emplace_back(v->pt, false);
             (side ? knownB : knownA).emplace(v->pt, v);
         }
     auto nearest = [&](const CKrPoint3d& p, CKrPoint3d& best) {
-        const Cell c = cellOf(p);
         double bestD = DBL_MAX;
         bool found = false;
-        for (long long dx = -1; dx <= 1; ++dx)
-            for (long long dy = -1; dy <= 1; ++dy)
-                for (long long dz = -1; dz <= 1; ++dz) {
-                    auto it = grid.find({c[0] + dx, c[1] + dy, c[2] + dz});
-                    if (it == grid.end()) continue;
-                    for (const auto& [q, centre] : it->second) {
-                        const double d = p.Dist2(q);
-                        if (d >= (centre ? tol * tol : reach * reach)) continue;
-                        if (d < bestD || (d == bestD && CKrPoint3d::CompPt(q, best) < 0)) {
-                            bestD = d;
-                            best = q;
-                            found = true;
-                        }
-                    }
+        grid.ForEachNear(cellOf(p), 1, [&](const std::vector<std::pair<CKrPoint3d, bool>>& items) {
+            for (const auto& [q, centre] : items) {
+                const double d = p.Dist2(q);
+                if (d >= (centre ? tol * tol : reach * reach)) continue;
+                if (d < bestD || (d == bestD && CKrPoint3d::CompPt(q, best) < 0)) {
+                    bestD = d;
+                    best = q;
+                    found = true;
                 }
+            }
+        });
         return found;
     };
     CKrPoint3d q;
     for (const auto& e : placed)
-        if (!nearest(e.first, q)) grid[cellOf(e.first)].emplace_back(e.first, true);
+        if (!nearest(e.first, q)) grid.Get(cellOf(e.first)).emplace_back(e.first, true);
     for (auto& e : placed)
         if (nearest(e.first, q)) e.second = q;
 }
@@ -589,9 +572,7 @@ bool CKrMeshBoolean::Cut(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKr
             for (void* item : node->m_vecItems) {
                 _sTri* ta = static_cast<_sTri*>(item);
                 KrTriBox(ta, boxA);
-                if (boxA[0] > boxB[3] || boxA[1] > boxB[4] || boxA[2] > boxB[5] || boxA[3] < boxB[0] ||
-                    boxA[4] < boxB[1] || boxA[5] < boxB[2])
-                    continue;
+                if (!KrTesGeo::detail::BoxOverlaps(boxA, boxB)) continue;
                 found.clear();
                 const int r = IntersectTriAndTri3D(ta, tb, found);
                 if (r <= 0) continue;

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "KrTesGeometry/geom/KrPolyLine.h"
+#include "geom/KrBox.h"
+#include "geom/KrCellGrid.h"
 
 CKrSeg3d::CKrSeg3d(const CKrPoint3d& a, const CKrPoint3d& b)
 {
@@ -47,24 +47,18 @@ public:
     // point with a non-finite coordinate, which never matches anything.
     int NodeOf(const CKrPoint3d& p)
     {
-        if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z)) return -1;
-        const Key k = KeyOf(p);
+        if (!KrTesGeo::detail::IsFinite(p)) return -1;
+        const Grid::Key k = KeyOf(p);
         int found = -1;
-        for (int dx = -1; dx <= 1; ++dx) {
-            for (int dy = -1; dy <= 1; ++dy) {
-                for (int dz = -1; dz <= 1; ++dz) {
-                    const auto it = m_cells.find(Key{k.x + dx, k.y + dy, k.z + dz});
-                    if (it == m_cells.end()) continue;
-                    for (int id : it->second) {
-                        if (m_pts[id] == p && (found < 0 || id < found)) found = id;
-                    }
-                }
+        m_cells.ForEachNear(k, 1, [&](const std::vector<int>& ids) {
+            for (int id : ids) {
+                if (m_pts[id] == p && (found < 0 || id < found)) found = id;
             }
-        }
+        });
         if (found >= 0) return found;
         m_pts.push_back(p);
         const int id = static_cast<int>(m_pts.size()) - 1;
-        m_cells[k].push_back(id);
+        m_cells.Get(k).push_back(id);
         return id;
     }
 
@@ -72,27 +66,16 @@ public:
     size_t Count() const { return m_pts.size(); }
 
 private:
-    struct Key {
-        long long x, y, z;
-        bool operator==(const Key& o) const { return x == o.x && y == o.y && z == o.z; }
-    };
-    struct KeyHash {
-        size_t operator()(const Key& k) const
-        {
-            size_t h = std::hash<long long>()(k.x);
-            h = h * 1000003u ^ std::hash<long long>()(k.y);
-            return h * 1000003u ^ std::hash<long long>()(k.z);
-        }
-    };
-    Key KeyOf(const CKrPoint3d& p) const
+    using Grid = KrTesGeo::detail::CKrCellGrid<3, int>;
+    Grid::Key KeyOf(const CKrPoint3d& p) const
     {
-        return Key{static_cast<long long>(std::floor(p.x / m_cell)), static_cast<long long>(std::floor(p.y / m_cell)),
-                   static_cast<long long>(std::floor(p.z / m_cell))};
+        const double c[3] = {p.x, p.y, p.z};
+        return Grid::KeyOf(c, m_cell);
     }
 
     double m_cell;
     std::vector<CKrPoint3d> m_pts;
-    std::unordered_map<Key, std::vector<int>, KeyHash> m_cells;
+    Grid m_cells;
 };
 
 struct SChain {

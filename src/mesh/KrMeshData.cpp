@@ -3,21 +3,15 @@
 #include <algorithm>
 #include <cfloat>
 
+#include "geom/KrBox.h"
+
 namespace TesTriMesh {
 
 double g_dVerTol = 0.01;
 
 void KrTriBox(const _sTri* t, double box[6])
 {
-    const CKrPoint3d& a = t->pVer[0]->pt;
-    const CKrPoint3d& b = t->pVer[1]->pt;
-    const CKrPoint3d& c = t->pVer[2]->pt;
-    box[0] = std::min({a.x, b.x, c.x});
-    box[1] = std::min({a.y, b.y, c.y});
-    box[2] = std::min({a.z, b.z, c.z});
-    box[3] = std::max({a.x, b.x, c.x});
-    box[4] = std::max({a.y, b.y, c.y});
-    box[5] = std::max({a.z, b.z, c.z});
+    KrTesGeo::detail::CornerBox(t->pVer[0]->pt, t->pVer[1]->pt, t->pVer[2]->pt, box);
 }
 
 CKrMeshData::CKrMeshData() : CKrMeshData(0.01) {}

@@ -65,9 +65,8 @@ CKrPlanTriGrid::CKrPlanTriGrid(const CKrMeshData& mesh, double margin)
         r[2] = ix(b[2]);
         r[3] = iy(b[3]);
     };
-    // Two passes over the cells each triangle's widened box covers: count
-    // the entries of every cell, then fill them.
-    auto forCells = [&](auto&& visit) {
+    // Every triangle in each cell its widened box covers.
+    m_cells.Build(m_nX * m_nY, [&](auto&& visit) {
         for (const _sTri* t : mesh.m_setTri) {
             double b[4];
             std::size_t r[4];
@@ -76,13 +75,7 @@ CKrPlanTriGrid::CKrPlanTriGrid(const CKrMeshData& mesh, double margin)
             for (std::size_t j = r[1]; j <= r[3]; ++j)
                 for (std::size_t i = r[0]; i <= r[2]; ++i) visit(j * m_nX + i, t);
         }
-    };
-    m_vecStart.assign(m_nX * m_nY + 1, 0);
-    forCells([&](std::size_t c, const _sTri*) { ++m_vecStart[c + 1]; });
-    for (std::size_t c = 1; c < m_vecStart.size(); ++c) m_vecStart[c] += m_vecStart[c - 1];
-    m_vecTri.resize(m_vecStart.back());
-    std::vector<uint32_t> fill(m_vecStart.begin(), m_vecStart.end() - 1);
-    forCells([&](std::size_t c, const _sTri* t) { m_vecTri[fill[c]++] = t; });
+    });
 }
 
 bool CKrPlanTriGrid::Cell(double x, double y, std::size_t& c) const
@@ -104,8 +97,7 @@ const _sTri* const* CKrPlanTriGrid::Begin(double x, double y, std::size_t& count
         count = 0;
         return nullptr;
     }
-    count = m_vecStart[c + 1] - m_vecStart[c];
-    return m_vecTri.data() + m_vecStart[c];
+    return m_cells.Bucket(c, count);
 }
 
 }  // namespace TesTriMesh

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "geom/KrCellGrid.h"
+
 namespace TesTriMesh {
 
 class CKrMeshData;
@@ -29,8 +31,7 @@ private:
 
     double m_dMinX = 0.0, m_dMinY = 0.0, m_dCellW = 1.0, m_dCellH = 1.0;
     std::size_t m_nX = 0, m_nY = 0;
-    std::vector<uint32_t> m_vecStart;  // cell c lists m_vecTri[m_vecStart[c] .. m_vecStart[c + 1])
-    std::vector<const _sTri*> m_vecTri;
+    KrTesGeo::detail::CKrCellBuckets<const _sTri*> m_cells;  // the triangles of each cell, row by row
 };
 
 }  // namespace TesTriMesh

@@ -8,6 +8,7 @@
 #include "KrTesGeometry/query/KrMeshQuery.h"
 #include "KrTesGeometry/geom/KrTri3d.h"
 #include "KrTesGeometry/math/TESCommFunc.h"
+#include "geom/KrBox.h"
 
 namespace TesTriMesh {
 
@@ -17,7 +18,7 @@ namespace {
 // tolerance, and the fallback line drops data closer than it in plan.
 constexpr double kDiffTol = 0.01;
 
-bool IsFinite(const CKrPoint3d& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
+using KrTesGeo::detail::IsFinite;
 
 // The difference at p's plan position: reference height minus p's height.
 bool ToDiff(const CKrMeshQuery& ref, const CKrPoint3d& p, CKrPoint3d& diff)

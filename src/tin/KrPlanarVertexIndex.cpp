@@ -6,11 +6,11 @@
 
 #include "KrTesGeometry/math/TESCommFunc.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "geom/KrCellGrid.h"
 
 namespace TesTriMesh {
 
 namespace {
-constexpr double kCellLimit = 4.0e18;  // keeps cell numbers inside int64
 // Cells span several tolerances, so that a point needs a neighbouring cell
 // only when it lies within the tolerance of that side.
 constexpr double kCellsPerTol = 8.0;
@@ -28,11 +28,8 @@ void CKrPlanarVertexIndex::CellOf(double x, double y, double tol, int64_t& kx, i
 {
     if (tol > 0.0 && std::isfinite(tol)) {
         const double cell = tol * kCellsPerTol;
-        double qx = std::floor(x / cell), qy = std::floor(y / cell);
-        if (!(std::fabs(qx) < kCellLimit)) qx = std::isnan(qx) ? 0.0 : std::copysign(kCellLimit, qx);
-        if (!(std::fabs(qy) < kCellLimit)) qy = std::isnan(qy) ? 0.0 : std::copysign(kCellLimit, qy);
-        kx = static_cast<int64_t>(qx);
-        ky = static_cast<int64_t>(qy);
+        kx = KrTesGeo::detail::CellCoord(x, cell);
+        ky = KrTesGeo::detail::CellCoord(y, cell);
     } else {
         // Without a positive tolerance only exactly equal coordinates match.
         kx = BitsOf(x);
@@ -42,12 +39,7 @@ void CKrPlanarVertexIndex::CellOf(double x, double y, double tol, int64_t& kx, i
 
 std::size_t CKrPlanarVertexIndex::Hash(uint32_t kx, uint32_t ky)
 {
-    uint64_t h = static_cast<uint64_t>(kx) * 0x9E3779B97F4A7C15ull;
-    h ^= static_cast<uint64_t>(ky) + 0x7F4A7C159E3779B9ull + (h << 6) + (h >> 2);
-    h ^= h >> 29;
-    h *= 0xBF58476D1CE4E5B9ull;
-    h ^= h >> 32;
-    return static_cast<std::size_t>(h);
+    return KrTesGeo::detail::HashCell<2>(std::array<uint64_t, 2>{kx, ky});
 }
 
 void CKrPlanarVertexIndex::EnsureTolerance(double tol)

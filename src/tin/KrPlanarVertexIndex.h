@@ -54,6 +54,7 @@ private:
     }
     void Place(const Entry& e);
     void Grow();
+    // The library's cell hash of the folded cell.
     static std::size_t Hash(uint32_t kx, uint32_t ky);
 
     std::vector<Entry> m_table;

@@ -4,28 +4,15 @@
 #include <cfloat>
 
 #include "KrTesGeometry/geom/KrSpaceMath.h"
+#include "geom/KrBox.h"
 
 namespace GeoTreeEx {
 
 namespace {
 
-// Closed containment: a contains b.
-inline bool BoxContains(const double* a, const double* b)
-{
-    return a[0] <= b[0] && a[1] <= b[1] && a[2] <= b[2] && b[3] <= a[3] && b[4] <= a[4] && b[5] <= a[5];
-}
-
-// Touching boxes overlap.
-inline bool BoxOverlaps(const double* a, const double* b)
-{
-    return !(a[3] < b[0] || b[3] < a[0] || a[4] < b[1] || b[4] < a[1] || a[5] < b[2] || b[5] < a[2]);
-}
-
-inline void SetEmptyBox(double* b)
-{
-    b[0] = b[1] = b[2] = DBL_MAX;
-    b[3] = b[4] = b[5] = -DBL_MAX;
-}
+using KrTesGeo::detail::BoxContains;
+using KrTesGeo::detail::BoxOverlaps;
+using KrTesGeo::detail::SetEmptyBox;
 
 // Creates the eight loose children of a leaf in the fixed order: the upper
 // layer (z near max) first, then the lower one; within a layer the corners go
@@ -188,11 +175,7 @@ _sOctaNode* CKrOctaTreeEx::AddItem(void* item, double minX, double minY, double 
         ++node->m_nTreeItems;
     }
     node->m_vecItems.push_back(item);
-    double* ib = node->m_dItemBox;
-    for (int k = 0; k < 3; ++k) {
-        ib[k] = std::min(ib[k], box[k]);
-        ib[k + 3] = std::max(ib[k + 3], box[k + 3]);
-    }
+    KrTesGeo::detail::MergeBox(node->m_dItemBox, box);
     return node;
 }
 
