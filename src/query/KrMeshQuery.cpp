@@ -12,6 +12,7 @@
 #include "geom/KrPlanarInternal.h"
 #include "KrTesGeometry/geom/KrSpaceMath.h"
 #include "KrTesGeometry/math/TESCommFunc.h"
+#include "geom/KrBox.h"
 
 namespace TesTriMesh {
 
@@ -41,25 +42,13 @@ bool OutsidePlanBox(const _sTri* t, double x, double y, double margin)
 
 CKrPoint3d Centroid(const _sTri* t) { return (P(t, 0) + P(t, 1) + P(t, 2)) * (1.0 / 3.0); }
 
-// Squared distance from p to the box (min x, y, z, max x, y, z); 0 inside.
-double BoxDist2(const CKrPoint3d& p, const double* box)
-{
-    const double c[3] = {p.x, p.y, p.z};
-    double d2 = 0.0;
-    for (int k = 0; k < 3; ++k) {
-        const double d = c[k] < box[k] ? box[k] - c[k] : (c[k] > box[k + 3] ? c[k] - box[k + 3] : 0.0);
-        d2 += d * d;
-    }
-    return d2;
-}
-
 // True when everything in the box is certainly farther from p than `best`
 // (a squared distance) by more than the tie tolerance, so that no triangle
 // in it can become or tie with the nearest. The bound is loosened a little
 // against rounding in the exact distance.
 bool Beyond(const CKrPoint3d& p, const double* box, double best, double tol)
 {
-    return BoxDist2(p, box) * (1.0 - 1e-9) > best + 2.0 * tol;
+    return KrTesGeo::detail::PointBoxDist2(p, box) * (1.0 - 1e-9) > best + 2.0 * tol;
 }
 
 }  // namespace
@@ -159,111 +148,122 @@ bool CKrMeshQuery::IntersectRay(CKrPoint3d& hit, const CKrPoint3d& origin, const
     return true;
 }
 
-CKrMeshQuery::eTriHitMesh CKrMeshQuery::HitTestPt(const CKrPoint3d& pt, const CGeoVector& dir) const
-{
-    const std::size_t n = m_mesh.m_setTri.size();
-    if (n == 0) return eHitNone;
+namespace {
 
-    // A sampled nearest distance (about 4 to 32 samples) bounds the radius of
-    // the octree search.
+// A sampled nearest squared distance from pt to the mesh (about 4 to 32
+// triangles measured), which bounds the radius of the octree search.
+double SampledNearestDist2(const CKrMeshData& mesh, const CKrPoint3d& pt)
+{
+    const std::size_t n = mesh.m_setTri.size();
     const std::size_t stride =
         n < 5 ? 1 : (n - 1) / (n <= 100 ? 4 : n <= 1000 ? 8 : n <= 10000 ? 16 : 32);
     double sampled = DBL_MAX;
     std::size_t i = 0;
-    for (const _sTri* t : m_mesh.m_setTri) {
+    for (const _sTri* t : mesh.m_setTri) {
         if (i++ % stride != 0) continue;
         const double d = CKrSpaceMath::CalDistPtToTri(pt, P(t, 0), P(t, 1), P(t, 2));
         if (d != -1.0 && d < sampled) sampled = d;
     }
+    return sampled;
+}
 
-    // The nearest triangles within the sampled radius; distances equal within
-    // 1e-6 tie. Degenerate triangles cannot decide a side and are passed over.
+// The nearest triangles to pt within the squared distance `best`, which
+// comes back as theirs; distances equal within the tie tolerance tie.
+// Degenerate triangles cannot decide a side and are passed over.
+std::vector<const _sTri*> NearestTris(const CKrMeshData& mesh, const CKrPoint3d& pt, double& best)
+{
     std::vector<const _sTri*> nearest;
-    double best = sampled;
-    if (const GeoTreeEx::CKrOctaTreeEx* tree = m_mesh.m_pOctTree) {
-        const double r = std::sqrt(sampled);
-        std::vector<GeoTreeEx::_sOctaNode*> nodes;
-        tree->GetNodesInBox(pt.x - r, pt.y - r, pt.z - r, pt.x + r, pt.y + r, pt.z + r, nodes);
-        // Triangles whose boxes lie clearly beyond the best distance so far
-        // cannot change the outcome and are passed over without measuring.
-        for (const GeoTreeEx::_sOctaNode* node : nodes) {
-            if (Beyond(pt, node->m_dItemBox, best, kEps)) continue;
-            for (void* item : node->m_vecItems) {
-                const _sTri* t = static_cast<const _sTri*>(item);
-                double box[6];
-                KrTriBox(t, box);
-                if (Beyond(pt, box, best, kEps)) continue;
-                const double d = CKrSpaceMath::CalDistPtToTri(pt, P(t, 0), P(t, 1), P(t, 2));
-                if (d == -1.0) continue;
-                const int c = TESCommFunc::TesCompDouble(d, best, kEps);
-                if (c > 0 || CKrSpaceMath::IsTriDegenerate(P(t, 0), P(t, 1), P(t, 2))) continue;
-                if (c < 0) {
-                    best = d;
-                    nearest.clear();
-                }
-                nearest.push_back(t);
+    const GeoTreeEx::CKrOctaTreeEx* tree = mesh.m_pOctTree;
+    if (!tree) return nearest;
+    const double r = std::sqrt(best);
+    std::vector<GeoTreeEx::_sOctaNode*> nodes;
+    tree->GetNodesInBox(pt.x - r, pt.y - r, pt.z - r, pt.x + r, pt.y + r, pt.z + r, nodes);
+    // Triangles whose boxes lie clearly beyond the best distance so far
+    // cannot change the outcome and are passed over without measuring.
+    for (const GeoTreeEx::_sOctaNode* node : nodes) {
+        if (Beyond(pt, node->m_dItemBox, best, kEps)) continue;
+        for (void* item : node->m_vecItems) {
+            const _sTri* t = static_cast<const _sTri*>(item);
+            double box[6];
+            KrTriBox(t, box);
+            if (Beyond(pt, box, best, kEps)) continue;
+            const double d = CKrSpaceMath::CalDistPtToTri(pt, P(t, 0), P(t, 1), P(t, 2));
+            if (d == -1.0) continue;
+            const int c = TESCommFunc::TesCompDouble(d, best, kEps);
+            if (c > 0 || CKrSpaceMath::IsTriDegenerate(P(t, 0), P(t, 1), P(t, 2))) continue;
+            if (c < 0) {
+                best = d;
+                nearest.clear();
             }
+            nearest.push_back(t);
         }
     }
+    return nearest;
+}
 
-    const double dist = std::sqrt(best);
-    const bool onSurface = TESCommFunc::TesCompDouble(dist, 0.0, kEps) == 0;
-    const _sTri* chosen = nullptr;
-    if (nearest.size() == 1) {
-        chosen = nearest[0];
-    } else if (onSurface && !nearest.empty()) {
-        chosen = nearest[0];
-    } else if (nearest.size() >= 2) {
-        // Several triangles are equally near (the point faces an edge or a
-        // corner they share). A triangle whose plane holds the point cannot
-        // tell a side and drops out.
-        std::vector<CGeoVector> normals;
-        std::vector<CKrPoint3d> onPlane;
-        for (std::size_t k = nearest.size(); k-- > 0;) {
-            CGeoVector nk;
-            CKrPoint3d qk, hit;
-            const _sTri* t = nearest[k];
-            if (!CKrSpaceMath::PlaneFromPoints(P(t, 0), P(t, 1), P(t, 2), nk, qk) ||
-                CKrSpaceMath::Test_Intersect_Ray_And_Plane_3D(pt, Centroid(t) - pt, qk, nk, hit) == 2)
-                nearest.erase(nearest.begin() + static_cast<std::ptrdiff_t>(k));
-        }
-        for (const _sTri* t : nearest) {
-            CGeoVector nk;
-            CKrPoint3d qk;
-            CKrSpaceMath::PlaneFromPoints(P(t, 0), P(t, 1), P(t, 2), nk, qk);
-            normals.push_back(nk);
-            onPlane.push_back(qk);
-        }
-        if (nearest.size() == 1) {
-            chosen = nearest[0];
-        } else {
-            // Cast towards a triangle's centroid: the first plane the ray
-            // crosses is the one that faces the point. A ray running inside
-            // another triangle's plane decides nothing; the next triangle's
-            // ray is tried.
-            for (std::size_t a = 0; a < nearest.size() && !chosen; ++a) {
-                const CKrPoint3d ca = Centroid(nearest[a]);
-                const CGeoVector ray = ca - pt;
-                double nearestHit = pt.Dist2(ca);
-                const _sTri* pick = nearest[a];
-                bool undecided = false;
-                for (std::size_t b = 0; b < nearest.size(); ++b) {
-                    if (b == a) continue;
-                    CKrPoint3d hit;
-                    const int r = CKrSpaceMath::Test_Intersect_Ray_And_Plane_3D(pt, ray, onPlane[b], normals[b], hit);
-                    if (r == 2) {
-                        undecided = true;
-                        break;
-                    }
-                    if (r == 1 && pt.Dist2(hit) < nearestHit) {
-                        nearestHit = pt.Dist2(hit);
-                        pick = nearest[b];
-                    }
-                }
-                if (!undecided) chosen = pick;
+// Of several triangles equally near pt (off the surface: it faces an edge
+// or a corner they share), the one whose side decides; null when none can.
+const _sTri* FacingTri(const CKrPoint3d& pt, std::vector<const _sTri*> nearest)
+{
+    // A triangle whose plane holds the point cannot tell a side and drops out.
+    for (std::size_t k = nearest.size(); k-- > 0;) {
+        CGeoVector nk;
+        CKrPoint3d qk, hit;
+        const _sTri* t = nearest[k];
+        if (!CKrSpaceMath::PlaneFromPoints(P(t, 0), P(t, 1), P(t, 2), nk, qk) ||
+            CKrSpaceMath::Test_Intersect_Ray_And_Plane_3D(pt, Centroid(t) - pt, qk, nk, hit) == 2)
+            nearest.erase(nearest.begin() + static_cast<std::ptrdiff_t>(k));
+    }
+    if (nearest.size() == 1) return nearest[0];
+    std::vector<CGeoVector> normals;
+    std::vector<CKrPoint3d> onPlane;
+    for (const _sTri* t : nearest) {
+        CGeoVector nk;
+        CKrPoint3d qk;
+        CKrSpaceMath::PlaneFromPoints(P(t, 0), P(t, 1), P(t, 2), nk, qk);
+        normals.push_back(nk);
+        onPlane.push_back(qk);
+    }
+    // Cast towards a triangle's centroid: the first plane the ray crosses is
+    // the one that faces the point. A ray running inside another triangle's
+    // plane decides nothing; the next triangle's ray is tried.
+    for (std::size_t a = 0; a < nearest.size(); ++a) {
+        const CKrPoint3d ca = Centroid(nearest[a]);
+        const CGeoVector ray = ca - pt;
+        double nearestHit = pt.Dist2(ca);
+        const _sTri* pick = nearest[a];
+        bool undecided = false;
+        for (std::size_t b = 0; b < nearest.size(); ++b) {
+            if (b == a) continue;
+            CKrPoint3d hit;
+            const int r = CKrSpaceMath::Test_Intersect_Ray_And_Plane_3D(pt, ray, onPlane[b], normals[b], hit);
+            if (r == 2) {
+                undecided = true;
+                break;
+            }
+            if (r == 1 && pt.Dist2(hit) < nearestHit) {
+                nearestHit = pt.Dist2(hit);
+                pick = nearest[b];
             }
         }
+        if (!undecided) return pick;
     }
+    return nullptr;
+}
+
+}  // namespace
+
+CKrMeshQuery::eTriHitMesh CKrMeshQuery::HitTestPt(const CKrPoint3d& pt, const CGeoVector& dir) const
+{
+    if (m_mesh.m_setTri.empty()) return eHitNone;
+    double best = SampledNearestDist2(m_mesh, pt);
+    const std::vector<const _sTri*> nearest = NearestTris(m_mesh, pt, best);
+    const bool onSurface = TESCommFunc::TesCompDouble(std::sqrt(best), 0.0, kEps) == 0;
+    const _sTri* chosen = nullptr;
+    if (nearest.size() == 1 || (onSurface && !nearest.empty()))
+        chosen = nearest[0];
+    else if (nearest.size() >= 2)
+        chosen = FacingTri(pt, nearest);
     if (!chosen) return eHitNone;
 
     CGeoVector nrm;
