@@ -11,6 +11,7 @@
 #include "tin/KrDelaunayKernel.h"
 #include "KrTesGeometry/geom/KrExactPredicates.h"
 #include "KrTesGeometry/geom/KrPlanarFunc.h"
+#include "geom/KrBox.h"
 
 namespace TesTriMesh {
 
@@ -18,7 +19,7 @@ namespace {
 // The process-wide coordinate tolerance of every triangulator's vertex index.
 double g_dDelaunayTol = 0.01;
 
-inline bool IsFinite(const CKrPoint3d& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
+using KrTesGeo::detail::IsFinite;
 
 // The mesh's own records as a topology for the insertion decisions.
 class CMeshTopo {
