@@ -38,6 +38,7 @@
 #include <KrTesGeometry/boolean/KrMeshTrans.h>
 
 // Solid booleans and collision detection.
+#include <KrTesGeometry/boolean/KrBooleanDiagnostics.h>
 #include <KrTesGeometry/boolean/KrMeshBoolean.h>
 #include <KrTesGeometry/boolean/KrSolidBoolean.h>
 #include <KrTesGeometry/collision/KrCollision.h>

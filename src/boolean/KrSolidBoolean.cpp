@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "KrTesGeometry/boolean/KrBooleanDiagnostics.h"
 #include "KrTesGeometry/boolean/KrMeshBoolean.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 
@@ -76,16 +77,16 @@ CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_mes
     CKrTri3d seed;
     CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame, m_vecAOpposite,
                                      m_vecAFifth, seed);
-    WriteSegs("C:\\Seg-1.txt", segments);
-    WriteTris("C:\\MeshA-Out.txt", m_vecAOutside);
-    WriteTris("C:\\MeshA-In.txt", m_vecAInside);
-    WriteTris("C:\\MeshA-Same.txt", m_vecASame);
+    WriteSegs(kBooleanDiagnosticFiles[kDiagSegments1], segments);
+    WriteTris(kBooleanDiagnosticFiles[kDiagAOutside], m_vecAOutside);
+    WriteTris(kBooleanDiagnosticFiles[kDiagAInside], m_vecAInside);
+    WriteTris(kBooleanDiagnosticFiles[kDiagASame], m_vecASame);
     CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame, m_vecBOpposite,
                                      m_vecBFifth, seed);
-    WriteSegs("C:\\Seg-2.txt", segments);
-    WriteTris("C:\\MeshB-Out.txt", m_vecBOutside);
-    WriteTris("C:\\MeshB-In.txt", m_vecBInside);
-    WriteTris("C:\\MeshB-Same.txt", m_vecBSame);
+    WriteSegs(kBooleanDiagnosticFiles[kDiagSegments2], segments);
+    WriteTris(kBooleanDiagnosticFiles[kDiagBOutside], m_vecBOutside);
+    WriteTris(kBooleanDiagnosticFiles[kDiagBInside], m_vecBInside);
+    WriteTris(kBooleanDiagnosticFiles[kDiagBSame], m_vecBSame);
 }
 
 CKrSolidBoolean::CKrSolidBoolean(const CGeDataTriMesh& meshA, const CGeDataTriMesh& meshB) : m_meshA(0.01), m_meshB(0.01)

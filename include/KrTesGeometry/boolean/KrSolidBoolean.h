@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "KrTesGeometry/KrTesExport.h"
+#include "KrTesGeometry/boolean/KrBooleanDiagnostics.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 
 class CGeDataTriMesh;
@@ -19,13 +20,12 @@ namespace TesTriMesh {
 // lists of sorted triangles, flip some of them for the differences, and
 // write the picked triangles into a result mesh.
 //
-// Every construction writes eight diagnostic text files, each created anew
-// in this order: "C:\Seg-1.txt" (the intersection segments of the first
-// sort), "C:\MeshA-Out.txt", "C:\MeshA-In.txt", "C:\MeshA-Same.txt",
-// "C:\Seg-2.txt", "C:\MeshB-Out.txt", "C:\MeshB-In.txt",
-// "C:\MeshB-Same.txt". A segment is one line "x1,y1,z1,x2,y2,z2", a
-// triangle one line of its nine corner coordinates, all with three decimals.
-// Where the path has no drive, the same names are files in the working
+// Every construction writes the eight diagnostic text files named in
+// kBooleanDiagnosticFiles, each created anew, in that order: the segments of
+// the first sort, A's outside, inside and same-facing triangles, then the
+// same four for B. A segment is one line "x1,y1,z1,x2,y2,z2", a triangle one
+// line of its nine corner coordinates, all with three decimals. Where the
+// path has no drive, the names are files in the working
 // directory. A file that cannot be opened is skipped silently.
 class KRTES_API CKrSolidBoolean {
 public:
