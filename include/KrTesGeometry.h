@@ -28,6 +28,7 @@
 #include <KrTesGeometry/mesh/octree/KrOctaTreeEx.h>
 #include <KrTesGeometry/mesh/KrMeshRecords.h>
 #include <KrTesGeometry/mesh/KrMeshData.h>
+#include <KrTesGeometry/mesh/KrMeshSolid.h>
 
 // Surface construction and fitting.
 #include <KrTesGeometry/tin/KrDelaunay.h>

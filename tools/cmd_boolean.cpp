@@ -1,10 +1,8 @@
 // krtes boolean: union, intersection and differences of two closed solids.
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -12,17 +10,16 @@
 #include "KrTesCommands.h"
 #include "KrTesIO.h"
 #include "KrTesMeshIO.h"
+#include "KrTesGeometry/boolean/KrBooleanDiagnostics.h"
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "KrTesGeometry/mesh/KrMeshSolid.h"
 
 namespace krtes {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-const char* const kDiagnosticFiles[8] = {"C:\\Seg-1.txt",  "C:\\MeshA-Out.txt", "C:\\MeshA-In.txt", "C:\\MeshA-Same.txt",
-                                         "C:\\Seg-2.txt",  "C:\\MeshB-Out.txt", "C:\\MeshB-In.txt", "C:\\MeshB-Same.txt"};
 
 std::string Pt(const CKrPoint3d& p)
 {
@@ -31,55 +28,25 @@ std::string Pt(const CKrPoint3d& p)
     return buf;
 }
 
-// Empty when the triangles bound a closed, consistently oriented surface:
-// every edge is shared by exactly two triangles that run along it in
-// opposite directions. Otherwise a sentence saying what is wrong.
+// Empty when the triangles bound a closed, consistently oriented surface.
+// Otherwise a sentence saying what is wrong.
 std::string SolidFault(const std::vector<CKrPoint3d>& pts, const std::vector<KrTesGeo::_sTri_ID>& tris)
 {
-    // Per edge (lower index first): how many triangles run along it each way.
-    std::map<std::pair<int, int>, std::pair<int, int>> uses;
-    for (const auto& t : tris)
-        for (int k = 0; k < 3; ++k) {
-            const int p = t.nID[k], q = t.nID[(k + 1) % 3];
-            auto& u = uses[{std::min(p, q), std::max(p, q)}];
-            ++(p < q ? u.first : u.second);
-        }
-    std::size_t open = 0, flipped = 0, crowded = 0;
-    std::pair<int, int> firstOpen, firstFlipped, firstCrowded;
-    for (const auto& e : uses) {
-        const int n = e.second.first + e.second.second;
-        if (n == 1) {
-            if (!open++) firstOpen = e.first;
-        } else if (n > 2) {
-            if (!crowded++) firstCrowded = e.first;
-        } else if (e.second.first != 1) {
-            if (!flipped++) firstFlipped = e.first;
-        }
-    }
-    auto at = [&](const std::pair<int, int>& e) {
-        return " (first between " + Pt(pts[static_cast<std::size_t>(e.first)]) + " and " +
-               Pt(pts[static_cast<std::size_t>(e.second)]) + ")";
+    const TesTriMesh::SKrSolidCheck c = TesTriMesh::CheckClosedSolid(pts, tris);
+    auto at = [&](const int e[2]) {
+        return " (first between " + Pt(pts[static_cast<std::size_t>(e[0])]) + " and " +
+               Pt(pts[static_cast<std::size_t>(e[1])]) + ")";
     };
-    if (open) return "not closed: " + std::to_string(open) + " edges have a triangle on one side only" + at(firstOpen);
-    if (crowded)
-        return "not a simple solid: " + std::to_string(crowded) + " edges are shared by more than two triangles" +
-               at(firstCrowded);
-    if (flipped)
-        return "not consistently oriented: " + std::to_string(flipped) +
-               " edges are run the same way by both their triangles" + at(firstFlipped);
+    if (c.openEdges)
+        return "not closed: " + std::to_string(c.openEdges) + " edges have a triangle on one side only" +
+               at(c.firstOpen);
+    if (c.overSharedEdges)
+        return "not a simple solid: " + std::to_string(c.overSharedEdges) +
+               " edges are shared by more than two triangles" + at(c.firstOverShared);
+    if (c.flippedEdges)
+        return "not consistently oriented: " + std::to_string(c.flippedEdges) +
+               " edges are run the same way by both their triangles" + at(c.firstFlipped);
     return "";
-}
-
-double Volume(const std::vector<CKrPoint3d>& pts, const std::vector<KrTesGeo::_sTri_ID>& tris)
-{
-    if (pts.empty()) return 0.0;
-    const CKrPoint3d o = pts[0];
-    double v = 0.0;
-    for (const auto& t : tris) {
-        const CKrPoint3d a = pts[t.nID[0]] - o, b = pts[t.nID[1]] - o, c = pts[t.nID[2]] - o;
-        v += a.x * (b.y * c.z - b.z * c.y) - a.y * (b.x * c.z - b.z * c.x) + a.z * (b.x * c.y - b.y * c.x);
-    }
-    return v / 6.0;
 }
 
 // Reads a solid and checks it; an inward-facing solid is turned outward.
@@ -94,7 +61,7 @@ bool ReadSolid(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::stri
         err = path + ": " + fault + "; a boolean needs closed solids";
         return false;
     }
-    if (Volume(pts, tris) < 0.0) {
+    if (TesTriMesh::SolidVolume(pts, tris) < 0.0) {
         mesh.Invert();
         note = path + ": faces inward; turned outward";
     }
@@ -167,7 +134,7 @@ int CmdBoolean(int argc, char** argv)
     fs::current_path(home, ec);
     std::string moved, copyErr;
     if (!diagDir.empty()) {
-        for (const char* f : kDiagnosticFiles) {
+        for (const char* f : TesTriMesh::kBooleanDiagnosticFiles) {
             std::error_code e2;
             fs::copy_file(work / f, diagDir / f, fs::copy_options::overwrite_existing, e2);
             if (e2 && copyErr.empty()) copyErr = diag + ": cannot write " + f + ": " + e2.message();
@@ -203,7 +170,7 @@ int CmdBoolean(int argc, char** argv)
         std::printf("warning       %zu triangles of A and %zu of B could not be classified (degenerate) and are left out\n",
                     solid.AFifth().size(), solid.BFifth().size());
     std::printf("result        %s: %zu vertices, %zu triangles, volume %.6f\n", op.c_str(), pts.size(), tris.size(),
-                Volume(pts, tris));
+                TesTriMesh::SolidVolume(pts, tris));
     if (!tris.empty()) {
         const std::string fault = SolidFault(pts, tris);
         if (!fault.empty()) std::printf("warning       the result is %s\n", fault.c_str());

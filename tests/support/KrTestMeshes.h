@@ -21,6 +21,7 @@
 #include "KrTesGeometry/geom/sTriID.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "KrTesGeometry/mesh/KrMeshSolid.h"
 #include "support/ScratchDir.h"
 
 namespace testmesh {
@@ -140,42 +141,22 @@ inline Solid Sphere(const CKrPoint3d& c, double r, int levels)
 inline void Load(TesTriMesh::CKrMeshData& m, const Solid& s) { m.InputData(s.pts, s.ids, true); }
 
 // Signed volume enclosed by index triples (positive for outward-facing).
-inline double Volume(const Pts& pts, const Ids& ids)
-{
-    if (pts.empty()) return 0.0;
-    const CKrPoint3d o = pts[0];
-    double v = 0.0;
-    for (const auto& t : ids) {
-        const CKrPoint3d a = pts[t.nID[0]] - o, b = pts[t.nID[1]] - o, c = pts[t.nID[2]] - o;
-        v += a.x * (b.y * c.z - b.z * c.y) - a.y * (b.x * c.z - b.z * c.x) + a.z * (b.x * c.y - b.y * c.x);
-    }
-    return v / 6.0;
-}
+inline double Volume(const Pts& pts, const Ids& ids) { return TesTriMesh::SolidVolume(pts, ids); }
 
 inline double Volume(const Solid& s) { return Volume(s.pts, s.ids); }
 
-inline double Volume(TesTriMesh::CKrMeshData& m)
-{
-    Pts pts;
-    Ids ids;
-    m.OutputData(pts, ids);
-    return Volume(pts, ids);
-}
+inline double Volume(TesTriMesh::CKrMeshData& m) { return TesTriMesh::SolidVolume(m); }
 
-// Closed and consistently oriented: every directed edge is used exactly
-// once and its reverse exactly once. Empty string when sound, else the
-// first fault found.
+// Closed and consistently oriented: every edge is run once each way. Empty
+// string when sound, else the first fault found.
 inline std::string ClosedOriented(const Ids& ids)
 {
-    std::map<std::pair<int, int>, int> dir;
-    for (const auto& t : ids)
-        for (int k = 0; k < 3; ++k) ++dir[{t.nID[k], t.nID[(k + 1) % 3]}];
-    for (const auto& e : dir) {
-        if (e.second != 1) return "edge used " + std::to_string(e.second) + " times in one direction";
-        auto rev = dir.find({e.first.second, e.first.first});
-        if (rev == dir.end()) return "open edge " + std::to_string(e.first.first) + "-" + std::to_string(e.first.second);
-    }
-    return "";
+    const TesTriMesh::SKrSolidCheck c = TesTriMesh::CheckClosedSolid(ids);
+    if (c.IsSolid()) return "";
+    int e[2];
+    if (!c.FirstFault(e)) return std::to_string(c.invalidTris) + " triples name no point";
+    const char* what = c.openEdges ? "open edge " : c.overSharedEdges ? "over-shared edge " : "flipped edge ";
+    return what + std::to_string(e[0]) + "-" + std::to_string(e[1]);
 }
 
 // Number of pairs of triangles that intersect other than along what they
