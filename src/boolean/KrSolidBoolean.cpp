@@ -33,6 +33,16 @@ void WriteTris(const char* path, const std::vector<_sTri*>& tris)
     std::fclose(f);
 }
 
+// The four files of one sort, from the segments' file on.
+void WriteSort(std::size_t first, const std::vector<CKrSeg3d>& segs, const std::vector<_sTri*>& outside,
+               const std::vector<_sTri*>& inside, const std::vector<_sTri*>& same)
+{
+    WriteSegs(kBooleanDiagnosticFiles[first], segs);
+    WriteTris(kBooleanDiagnosticFiles[first + 1], outside);
+    WriteTris(kBooleanDiagnosticFiles[first + 2], inside);
+    WriteTris(kBooleanDiagnosticFiles[first + 3], same);
+}
+
 // The distinct corners of the triangles, in pointer order.
 std::vector<_sVertex*> DistinctVertices(const std::vector<_sTri*>& tris)
 {
@@ -77,16 +87,10 @@ CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_mes
     CKrTri3d seed;
     CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame, m_vecAOpposite,
                                      m_vecAFifth, seed);
-    WriteSegs(kBooleanDiagnosticFiles[kDiagSegments1], segments);
-    WriteTris(kBooleanDiagnosticFiles[kDiagAOutside], m_vecAOutside);
-    WriteTris(kBooleanDiagnosticFiles[kDiagAInside], m_vecAInside);
-    WriteTris(kBooleanDiagnosticFiles[kDiagASame], m_vecASame);
+    WriteSort(kDiagSegments1, segments, m_vecAOutside, m_vecAInside, m_vecASame);
     CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame, m_vecBOpposite,
                                      m_vecBFifth, seed);
-    WriteSegs(kBooleanDiagnosticFiles[kDiagSegments2], segments);
-    WriteTris(kBooleanDiagnosticFiles[kDiagBOutside], m_vecBOutside);
-    WriteTris(kBooleanDiagnosticFiles[kDiagBInside], m_vecBInside);
-    WriteTris(kBooleanDiagnosticFiles[kDiagBSame], m_vecBSame);
+    WriteSort(kDiagSegments2, segments, m_vecBOutside, m_vecBInside, m_vecBSame);
 }
 
 CKrSolidBoolean::CKrSolidBoolean(const CGeDataTriMesh& meshA, const CGeDataTriMesh& meshB) : m_meshA(0.01), m_meshB(0.01)
