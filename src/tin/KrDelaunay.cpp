@@ -309,12 +309,12 @@ bool CKrDelaunay::Delaunay()
             m_pVerIndex->Clear();
             InsertAllVertices();
 
+            // The hull pockets are filled before the constraints go in: every
+            // constraint lies inside the hull, and its recovery then sees the
+            // finished triangulation.
+            if (m_bFullHull) RemoveSuperTriangle();
             for (const _sSeg* s : m_vecSeg) DealSegYS(s);
-
-            for (_sVertex* s : m_pTriBound) {
-                std::vector<_sTri*> around(s->setTri.begin(), s->setTri.end());
-                for (_sTri* t : around) m_mesh.DelTri(t);
-            }
+            if (!m_bFullHull) RemoveSuperTriangle();
             ClipByOutlineAndHoles();
             m_mesh.DelVoidVet();
             m_pTriBound[0] = m_pTriBound[1] = m_pTriBound[2] = nullptr;

@@ -89,6 +89,14 @@ public:
     // points in all) now and then. The library prints nothing itself.
     void SetProgress(std::function<void(std::size_t, std::size_t)> progress);
 
+    // Whole convex hull (off by default): the result is the triangulation of
+    // the convex hull of the points, with the thin triangles along the hull
+    // that the super triangle would otherwise take with it (exactly
+    // 2n - 2 - h triangles for n points, h of them on the hull, without
+    // constraints). An outline and holes still clip the result.
+    void SetFullHull(bool on);
+    bool IsFullHull() const;
+
     // The process-wide coordinate tolerance of the vertex index.
     static double GetCoordTol();
 
@@ -104,6 +112,9 @@ private:
     bool TriangulateChain(std::vector<_sVertex*>& poly);
     void ClipByOutlineAndHoles();
     void ClearOldTriangles();
+    // Deletes the super triangle's triangles; with the full hull on, fills
+    // the pockets they leave inside the convex hull.
+    void RemoveSuperTriangle();
 
     CKrMeshData& m_mesh;
     CKrPoint3d m_ptOrigin;
@@ -112,6 +123,7 @@ private:
     std::vector<CKrPolyLine*> m_vecHole;
     std::vector<_sSeg*> m_vecSeg;
     bool m_bCheckYS;
+    bool m_bFullHull = false;
     std::unique_ptr<CKrPlanarVertexIndex> m_pVerIndex;
     std::function<void(std::size_t, std::size_t)> m_fnProgress;
     // Working lists reused from one inserted point to the next.
