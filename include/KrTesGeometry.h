@@ -44,4 +44,8 @@
 #include <KrTesGeometry/boolean/KrSolidBoolean.h>
 #include <KrTesGeometry/collision/KrCollision.h>
 
+// The file formats (OBJ, PLY, STL, point and polyline files) are a library
+// of their own, KrTesIO, on top of this one: include
+// <KrTesGeometry/io/KrTesIO.h> and link KrTesGeometry::KrTesIO.
+
 #endif
