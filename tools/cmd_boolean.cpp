@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "KrTesCommands.h"
-#include "KrTesIO.h"
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "KrTesGeometry/boolean/KrBooleanDiagnostics.h"
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "KrTesCommands.h"
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "KrTesGeometry/collision/KrCollision.h"
 #include "KrTesGeometry/geom/KrTri3d.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"

@@ -5,8 +5,7 @@
 #include <vector>
 
 #include "KrTesCommands.h"
-#include "KrTesIO.h"
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "KrTesGeometry/query/KrMeshQuery.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 

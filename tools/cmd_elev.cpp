@@ -1,14 +1,11 @@
 // krtes elev: the surface's elevation at plan positions.
-#include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "KrTesCommands.h"
-#include "KrTesIO.h"
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "KrTesGeometry/query/KrMeshQuery.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 
@@ -20,48 +17,6 @@ struct PlanPoint {
     double x, y;
 };
 
-// A query file: one "x y" per line (a third column, such as a z, is
-// ignored); '#' comments, blank lines and a leading column header are
-// skipped.
-bool ReadPlanPoints(const std::string& path, std::vector<PlanPoint>& out, std::string& err)
-{
-    std::ifstream in(path);
-    if (!in) {
-        err = path + ": cannot open file";
-        return false;
-    }
-    std::string raw, bad;
-    std::vector<double> v;
-    std::size_t lineNo = 0;
-    bool seenData = false;
-    while (std::getline(in, raw)) {
-        ++lineNo;
-        const std::string line = raw.substr(0, raw.find('#'));
-        const std::size_t n = ParseNumbers(line, v, bad);
-        if (n == 0 && bad.empty()) continue;  // blank
-        if (n == 0 && !seenData) {            // a column header
-            seenData = true;
-            continue;
-        }
-        const std::string at = path + ":" + std::to_string(lineNo) + ": ";
-        if (!bad.empty()) {
-            err = at + "'" + bad + "' is not a number";
-            return false;
-        }
-        if (n != 2 && n != 3) {
-            err = at + "expected x y (or x y z), found " + std::to_string(n) + " values";
-            return false;
-        }
-        if (!std::isfinite(v[0]) || !std::isfinite(v[1])) {
-            err = at + "coordinate is not finite (NaN or infinite)";
-            return false;
-        }
-        seenData = true;
-        out.push_back({v[0], v[1]});
-    }
-    return true;
-}
-
 // 1, 2 or 5 times a power of ten, the smallest not below x.
 double NiceStep(double x)
 {
@@ -69,13 +24,6 @@ double NiceStep(double x)
     for (double m : {1.0, 2.0, 5.0, 10.0})
         if (m * p >= x * (1 - 1e-12)) return m * p;
     return 10.0 * p;
-}
-
-void Put(std::string& buf, double d)
-{
-    char tmp[32];
-    const auto r = std::to_chars(tmp, tmp + sizeof tmp, d);
-    buf.append(tmp, r.ptr);
 }
 
 }  // namespace
@@ -92,8 +40,7 @@ int CmdElev(int argc, char** argv)
         } else if (a == "--step") {
             if (i + 1 >= argc) return Fail("--step needs a grid spacing");
             const std::string s = argv[++i];
-            const auto r = std::from_chars(s.data(), s.data() + s.size(), step);
-            if (r.ec != std::errc() || r.ptr != s.data() + s.size() || !(step > 0) || !std::isfinite(step))
+            if (!ParseNumber(s, step) || !(step > 0) || !std::isfinite(step))
                 return Fail("--step needs a positive number, got '" + s + "'");
         } else if (!a.empty() && a[0] == '-') {
             return Fail("elev: unknown option '" + a + "' (see krtes --help)");
@@ -116,7 +63,9 @@ int CmdElev(int argc, char** argv)
 
     std::vector<PlanPoint> query;
     if (!points.empty()) {
-        if (!ReadPlanPoints(points, query, err)) return Fail(err);
+        std::vector<CKrPoint3d> read;
+        if (!ReadPlanPointFile(points, read, err)) return Fail(err);
+        for (const CKrPoint3d& p : read) query.push_back({p.x, p.y});
     } else {
         // A grid over the surface's extent, at most about 100 points a side
         // unless a step is given.
@@ -138,12 +87,12 @@ int CmdElev(int argc, char** argv)
         double z = 0.0;
         const bool hit = q.GetMapPoint(p.x, p.y, z);
         if (!hit) buf += "# off surface: ";
-        Put(buf, p.x);
+        AppendNumber(buf, p.x);
         buf += ' ';
-        Put(buf, p.y);
+        AppendNumber(buf, p.y);
         if (hit) {
             buf += ' ';
-            Put(buf, z);
+            AppendNumber(buf, z);
             ++on;
         }
         buf += '\n';

@@ -5,8 +5,7 @@
 #include <vector>
 
 #include "KrTesCommands.h"
-#include "KrTesIO.h"
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "KrTesGeometry/tin/KrFit.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "KrTesCommands.h"
-#include "KrTesIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "KrTesGeometry/tin/KrDelaunay.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 
@@ -61,6 +61,7 @@ int CmdTin(int argc, char** argv)
     std::size_t used = 0;
     {
         TesTriMesh::CKrDelaunay tin(mesh, 0.01);
+        tin.SetFullHull(true);  // a survey surface covers the hull of its points
         for (const CKrPoint3d& p : pts) tin.AddVertex(p);
         used = mesh.m_setVer.size();  // duplicates within the tolerance count once
         for (const auto& l : brk) {

@@ -13,7 +13,7 @@
 #include <sstream>
 #include <string>
 
-#include "KrTesIO.h"
+#include "KrTesGeometry/io/KrMeshFile.h"
 #include "support/KrTestMeshes.h"
 #include "support/ScratchDir.h"
 

@@ -5,8 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "KrTesIO.h"
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "support/KrtesCliRun.h"
 #include "support/KrTestMeshes.h"
 

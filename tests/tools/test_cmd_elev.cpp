@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "KrTesIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "support/KrtesCliRun.h"
 
 using namespace krtes_test;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "KrTesMeshIO.h"
+#include "KrTesGeometry/io/KrTesIO.h"
 #include "support/KrtesCliRun.h"
 
 using namespace krtes_test;

@@ -1,0 +1,73 @@
+// Wavefront OBJ: corner forms, fans, relative and forward indices, a file
+// written elsewhere, and errors naming the file and line.
+#include <gtest/gtest.h>
+
+#include "IoTestFiles.h"
+#include "KrTesGeometry/io/KrObjFile.h"
+
+using iotest::Ids;
+using iotest::Tri;
+
+TEST(KrObjFile, FacesInEveryFormAndFans)
+{
+    iotest::Files files;
+    const std::string body = "# a quad and two triangles\nmtllib x.mtl\no thing\n"
+                             "v 0 0 0\nv 1 0 0.5 1.0\nv 1 1 1\nv 0 1 1.5\nvt 0 0\nvn 0 0 1\nusemtl a\ns off\n"
+                             "f 1/1/1 2/1/1 3/1/1 4/1/1\n"  // a quad: fan from corner 1
+                             "v 2 0 0\n"
+                             "f -4//1 -1//1 -3//1   # relative\n"
+                             "f 2/1 5/1 3/1\nl 1 2\n";
+    std::string crlf;
+    for (char c : body) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    for (const std::string& text : {body, crlf, "\xEF\xBB\xBF" + body}) {
+        std::vector<CKrPoint3d> pts;
+        Ids ids;
+        std::string err;
+        ASSERT_TRUE(krtes::ReadObjFile(files.Write("forms.obj", text), pts, ids, err)) << err;
+        ASSERT_EQ(pts.size(), 5u);
+        EXPECT_EQ(pts[1].z, 0.5);
+        ASSERT_EQ(ids.size(), 4u);
+        EXPECT_TRUE(Tri(ids[0], 0, 1, 2) && Tri(ids[1], 0, 2, 3) && Tri(ids[2], 1, 4, 2) && Tri(ids[3], 1, 4, 2));
+    }
+    // A face may name a vertex defined further down; a file without faces
+    // is a valid OBJ (only ReadMeshFile asks for triangles).
+    std::vector<CKrPoint3d> pts;
+    Ids ids;
+    std::string err;
+    ASSERT_TRUE(krtes::ReadObjFile(files.Write("fwd.obj", "f 1 2 3\nv 0 0 0\nv 1 0 0\nv 0 1 0\n"), pts, ids, err));
+    EXPECT_TRUE(ids.size() == 1 && Tri(ids[0], 0, 1, 2));
+    ASSERT_TRUE(krtes::ReadObjFile(files.Write("v.obj", "v 0 0 0\n"), pts, ids, err)) << err;
+    EXPECT_TRUE(pts.size() == 1 && ids.empty());
+}
+
+TEST(KrObjFile, ReadsAFileWrittenElsewhere)
+{
+    // A cube of side 2 in quads, CRLF line ends, "i/t/n" corners.
+    std::vector<CKrPoint3d> pts;
+    Ids ids;
+    std::string err;
+    ASSERT_TRUE(krtes::ReadObjFile(iotest::Foreign("cube_crlf.obj"), pts, ids, err)) << err;
+    EXPECT_EQ(pts.size(), 8u);
+    EXPECT_EQ(ids.size(), 12u);
+    const iotest::Measures m = iotest::Measure(pts, ids);
+    EXPECT_TRUE(m.closed);
+    EXPECT_NEAR(m.volume, 8.0, 1e-12);
+    EXPECT_NEAR(m.area, 24.0, 1e-12);
+}
+
+TEST(KrObjFile, ErrorsNameTheFileAndLine)
+{
+    iotest::Files files;
+    const std::string tri = "v 0 0 0\nv 1 0 0\nv 0 1 0\n";
+    iotest::ExpectMeshErrors(files, {
+        {"zero.obj", tri + "f 0 1 2\n", "@:4: face index 0"},
+        {"far.obj", tri + "\nf 1 2 3\nf 1 2 7\n", "@:6: face index 7 out of range (3 vertices)"},
+        {"huge.obj", tri + "f 1 2 99999999999\n", "@:4: face index 99999999999 out of range"},
+        {"rel.obj", "v 0 0 0\nv 1 0 0\nf -1 -2 -3\n", "@:3: relative face index -3"},
+        {"two.obj", tri + "f 1 2\n", "@:4: face needs at least 3 corners, found 2"},
+        {"short.obj", "v 1 2\n", "@:1: vertex needs 3 coordinates, found 2"},
+        {"word.obj", "v 0 0 0\r\nv 1 zero 0\r\n", "@:2: 'zero' is not a number"},
+        {"nan.obj", "v 0 0 nan\n", "@:1: coordinate is not finite"},
+        {"idx.obj", tri + "f 1 2 x/3\n", "@:4: bad face index 'x/3'"},
+    });
+}

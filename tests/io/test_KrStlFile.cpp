@@ -1,0 +1,81 @@
+// STL: ascii and binary, shared corners, files written elsewhere, short and
+// malformed files.
+#include <gtest/gtest.h>
+
+#include "IoTestFiles.h"
+#include "KrTesGeometry/io/KrStlFile.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
+
+using iotest::Ids;
+using iotest::Put;
+using iotest::Tri;
+
+TEST(KrStlFile, AsciiAndBinaryShareCorners)
+{
+    iotest::Files files;
+    std::vector<CKrPoint3d> pts;
+    Ids ids;
+    std::string err;
+    ASSERT_TRUE(krtes::ReadStlFile(files.Write("a.stl", "solid two\n facet normal 0 0 1\n  outer loop\n"
+                                                        "vertex 0 0 0\nvertex 1 0 0\nvertex 1 1 0\n endloop\nendfacet\n"
+                                                        "facet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 1 0\n"
+                                                        "vertex 0 1 0\nendloop\nendfacet\nendsolid two\n"),
+                                   pts, ids, err))
+        << err;
+    EXPECT_EQ(pts.size(), 4u);  // shared corners are one point
+    EXPECT_TRUE(Tri(ids[1], 0, 2, 3));
+
+    // Binary, its header starting with "solid" as some writers do; -0 and 0
+    // are one coordinate.
+    std::string b = "solid but binary";
+    b.resize(80, ' ');
+    Put(b, uint32_t(2));
+    for (const auto& t : {std::vector<float>{0, 0, 0, 1, 0, 0, 1, 1, 0}, std::vector<float>{0, 0, 0, 1, 1, 0, 0, 1, 0}}) {
+        for (int k = 0; k < 3; ++k) Put(b, 0.0f);
+        for (std::size_t k = 0; k < t.size(); ++k) Put(b, k == 0 && t[4] == 1 ? -0.0f : t[k]);
+        Put(b, uint16_t(0));
+    }
+    ASSERT_TRUE(krtes::ReadStlFile(files.Write("b.stl", b), pts, ids, err)) << err;
+    EXPECT_EQ(pts.size(), 4u);
+    EXPECT_TRUE(ids.size() == 2 && Tri(ids[1], 0, 2, 3));
+    iotest::ExpectMeshErrors(files, {
+        {"cut.stl", b.substr(0, b.size() - 5), "file ends early (binary STL of 2 triangles has 184 bytes, found 179)"},
+        {"long.stl", b + "xyz", "trailing data"},
+        {"tiny.stl", "abc", "needs an 84-byte header"},
+        {"two.stl", "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nendloop\n",
+         "@:6: facet with 2 vertices"},
+        {"junk.stl", "solid x\nouter loop\nvertex 0 0\n", "@:3: malformed vertex line"},
+        {"inf.stl", "solid x\r\nouter loop\r\nvertex 0 0 -inf\r\n", "@:3: coordinate is not finite"},
+        {"word.stl", "solid x\nfacet normal 0 0 1\nloop\n", "@:3: unexpected 'loop' in an ASCII STL file"},
+        {"open.stl", "solid x\nouter loop\nvertex 0 0 0\n", "inside a facet"},
+    });
+}
+
+TEST(KrStlFile, ReadsFilesWrittenElsewhereAndEveryShortCopyFailsCleanly)
+{
+    // An octahedron with corners at +-1 on the axes, as binary (header
+    // starting with "solid") and as CRLF text in %e notation.
+    for (const char* name : {"octa_bin.stl", "octa_crlf.stl"}) {
+        std::vector<CKrPoint3d> pts;
+        Ids ids;
+        std::string err;
+        ASSERT_TRUE(krtes::ReadStlFile(iotest::Foreign(name), pts, ids, err)) << err;
+        EXPECT_EQ(pts.size(), 6u) << name;
+        EXPECT_EQ(ids.size(), 8u) << name;
+        const iotest::Measures m = iotest::Measure(pts, ids);
+        EXPECT_TRUE(m.closed) << name;
+        EXPECT_NEAR(m.volume, 4.0 / 3.0, 1e-12) << name;
+        EXPECT_NEAR(m.area, 4.0 * std::sqrt(3.0), 1e-12) << name;
+    }
+    iotest::Files files;
+    const std::string whole = iotest::Read(iotest::Foreign("octa_bin.stl"));
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        const std::string p = files.Write("cut.stl", whole.substr(0, n));
+        std::vector<CKrPoint3d> out{CKrPoint3d(1, 2, 3)};
+        Ids ids;
+        std::string err;
+        EXPECT_FALSE(krtes::ReadStlFile(p, out, ids, err)) << n;
+        EXPECT_EQ(err.rfind(p + ": file ends early", 0), 0u) << err;
+        EXPECT_EQ(out.size(), 1u);
+    }
+}
