@@ -2,7 +2,7 @@
 #define KRTES_IO_KRMESHPARTS_H
 
 // Pieces the mesh formats share: limits, fans, byte order and a buffered
-// writer for the whole-or-nothing file writer.
+// whole-or-nothing mesh writer.
 
 #include <algorithm>
 #include <cmath>
@@ -15,6 +15,7 @@
 
 #include "KrTesGeometry/geom/KrPoint3d.h"
 #include "KrTesGeometry/geom/sTriID.h"
+#include "KrTesGeometry/io/KrFileWrite.h"
 
 namespace krtes {
 namespace io {
@@ -60,27 +61,39 @@ void PutLE(std::string& buf, T v)
     buf.append(reinterpret_cast<const char*>(b), sizeof(T));
 }
 
-// Collects output in memory and writes it to f a megabyte at a time.
-class CKrChunkWriter {
-public:
-    explicit CKrChunkWriter(std::FILE* f) : m_f(f) { m_buf.reserve(kChunk + 4096); }
-    std::string& Buf() { return m_buf; }
-    // Writes the buffer when it is full (or always, when force is set).
-    bool Flush(bool force = false)
-    {
-        if (m_ok && (force || m_buf.size() > kChunk)) {
-            m_ok = std::fwrite(m_buf.data(), 1, m_buf.size(), m_f) == m_buf.size();
-            m_buf.clear();
-        }
-        return m_ok;
-    }
-
-private:
-    static constexpr std::size_t kChunk = 1u << 20;
-    std::FILE* m_f;
-    std::string m_buf;
-    bool m_ok = true;
-};
+// Writes a mesh whole or not at all: head, then putPoint(buf, p) for each
+// point and putTri(buf, t) for each triangle, passed to the file a megabyte
+// at a time.
+template <class PutPoint, class PutTri>
+bool WriteMeshWhole(const std::string& path, const std::string& head, const std::vector<CKrPoint3d>& pts,
+                    const std::vector<KrTesGeo::_sTri_ID>& tris, PutPoint putPoint, PutTri putTri, std::string& err)
+{
+    return WriteFileWhole(
+        path,
+        [&](std::FILE* f) {
+            constexpr std::size_t kChunk = 1u << 20;
+            std::string buf = head;
+            buf.reserve(kChunk + 4096);
+            bool ok = true;
+            const auto flush = [&](bool force) {
+                if (ok && (force || buf.size() > kChunk)) {
+                    ok = std::fwrite(buf.data(), 1, buf.size(), f) == buf.size();
+                    buf.clear();
+                }
+            };
+            for (const CKrPoint3d& p : pts) {
+                putPoint(buf, p);
+                flush(false);
+            }
+            for (const KrTesGeo::_sTri_ID& t : tris) {
+                putTri(buf, t);
+                flush(false);
+            }
+            flush(true);
+            return ok;
+        },
+        err);
+}
 
 }  // namespace io
 }  // namespace krtes

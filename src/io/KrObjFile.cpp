@@ -1,6 +1,5 @@
 #include "KrTesGeometry/io/KrObjFile.h"
 
-#include "KrTesGeometry/io/KrFileWrite.h"
 #include "KrTesGeometry/io/KrPointFile.h"
 #include "io/KrMeshParts.h"
 #include "io/KrTextScanner.h"
@@ -124,25 +123,16 @@ bool ReadObjFile(const std::string& path, std::vector<CKrPoint3d>& pts, std::vec
 bool WriteObjFile(const std::string& path, const std::vector<CKrPoint3d>& pts, const std::vector<_sTri_ID>& tris,
                   std::string& err)
 {
-    return WriteFileWhole(
-        path,
-        [&](std::FILE* f) {
-            io::CKrChunkWriter w(f);
-            std::string& buf = w.Buf();
-            buf += "# " + std::to_string(pts.size()) + " vertices, " + std::to_string(tris.size()) + " triangles\n";
-            for (const CKrPoint3d& p : pts) {
-                buf += "v ";
-                AppendPoint(buf, p);
-                w.Flush();
-            }
-            for (const _sTri_ID& t : tris) {
-                buf += "f " + std::to_string(t[0] + 1) + ' ' + std::to_string(t[1] + 1) + ' ' +
-                       std::to_string(t[2] + 1) + '\n';
-                w.Flush();
-            }
-            return w.Flush(true);
-        },
-        err);
+    const std::string head =
+        "# " + std::to_string(pts.size()) + " vertices, " + std::to_string(tris.size()) + " triangles\n";
+    const auto putPoint = [](std::string& buf, const CKrPoint3d& p) {
+        buf += "v ";
+        AppendPoint(buf, p);
+    };
+    const auto putTri = [](std::string& buf, const _sTri_ID& t) {
+        buf += "f " + std::to_string(t[0] + 1) + ' ' + std::to_string(t[1] + 1) + ' ' + std::to_string(t[2] + 1) + '\n';
+    };
+    return io::WriteMeshWhole(path, head, pts, tris, putPoint, putTri, err);
 }
 
 }  // namespace krtes

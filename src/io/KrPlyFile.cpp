@@ -2,7 +2,6 @@
 
 #include <sstream>
 
-#include "KrTesGeometry/io/KrFileWrite.h"
 #include "io/KrMeshParts.h"
 #include "io/KrTextScanner.h"
 
@@ -393,30 +392,20 @@ bool ReadPlyFile(const std::string& path, std::vector<CKrPoint3d>& pts, std::vec
 bool WritePlyFile(const std::string& path, const std::vector<CKrPoint3d>& pts, const std::vector<_sTri_ID>& tris,
                   std::string& err)
 {
-    return WriteFileWhole(
-        path,
-        [&](std::FILE* f) {
-            io::CKrChunkWriter w(f);
-            std::string& buf = w.Buf();
-            buf += "ply\nformat binary_little_endian 1.0\ncomment written by krtes\n";
-            buf += "element vertex " + std::to_string(pts.size()) + "\n";
-            buf += "property double x\nproperty double y\nproperty double z\n";
-            buf += "element face " + std::to_string(tris.size()) + "\n";
-            buf += "property list uchar int vertex_indices\nend_header\n";
-            for (const CKrPoint3d& p : pts) {
-                io::PutLE(buf, p.x);
-                io::PutLE(buf, p.y);
-                io::PutLE(buf, p.z);
-                w.Flush();
-            }
-            for (const _sTri_ID& t : tris) {
-                io::PutLE(buf, static_cast<unsigned char>(3));
-                for (int k = 0; k < 3; ++k) io::PutLE(buf, static_cast<int32_t>(t[k]));
-                w.Flush();
-            }
-            return w.Flush(true);
-        },
-        err);
+    const std::string head = "ply\nformat binary_little_endian 1.0\ncomment written by krtes\nelement vertex " +
+                             std::to_string(pts.size()) +
+                             "\nproperty double x\nproperty double y\nproperty double z\nelement face " +
+                             std::to_string(tris.size()) + "\nproperty list uchar int vertex_indices\nend_header\n";
+    const auto putPoint = [](std::string& buf, const CKrPoint3d& p) {
+        io::PutLE(buf, p.x);
+        io::PutLE(buf, p.y);
+        io::PutLE(buf, p.z);
+    };
+    const auto putTri = [](std::string& buf, const _sTri_ID& t) {
+        io::PutLE(buf, static_cast<unsigned char>(3));
+        for (int k = 0; k < 3; ++k) io::PutLE(buf, static_cast<int32_t>(t[k]));
+    };
+    return io::WriteMeshWhole(path, head, pts, tris, putPoint, putTri, err);
 }
 
 }  // namespace krtes

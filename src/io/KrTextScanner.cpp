@@ -54,9 +54,13 @@ bool IsBlank(std::string_view s)
 
 std::string_view CutComment(std::string_view s) { return s.substr(0, s.find('#')); }
 
-void SplitFields(std::string_view s, std::vector<std::string_view>& out, bool commas)
+namespace {
+
+// Calls take(field) for each field of s, split at white space and, when
+// commas is set, at commas.
+template <class Take>
+void ForEachField(std::string_view s, bool commas, Take take)
 {
-    out.clear();
     const auto sep = [commas](char c) { return IsSpace(c) || (commas && c == ','); };
     std::size_t i = 0;
     const std::size_t n = s.size();
@@ -64,9 +68,17 @@ void SplitFields(std::string_view s, std::vector<std::string_view>& out, bool co
         while (i < n && sep(s[i])) ++i;
         std::size_t j = i;
         while (j < n && !sep(s[j])) ++j;
-        if (j > i) out.push_back(s.substr(i, j - i));
+        if (j > i) take(s.substr(i, j - i));
         i = j;
     }
+}
+
+}  // namespace
+
+void SplitFields(std::string_view s, std::vector<std::string_view>& out, bool commas)
+{
+    out.clear();
+    ForEachField(s, commas, [&out](std::string_view f) { out.push_back(f); });
 }
 
 namespace {
@@ -94,21 +106,13 @@ std::size_t ScanNumbers(std::string_view line, std::vector<double>& values, std:
 {
     values.clear();
     bad = std::string_view();
-    const auto sep = [](char c) { return IsSpace(c) || c == ','; };
-    std::size_t i = 0;
-    const std::size_t n = line.size();
-    while (i < n) {
-        while (i < n && sep(line[i])) ++i;
-        std::size_t j = i;
-        while (j < n && !sep(line[j])) ++j;
-        if (j == i) break;
+    ForEachField(line, true, [&](std::string_view f) {
         double d = 0.0;
-        if (ToDouble(line.substr(i, j - i), d))
+        if (ToDouble(f, d))
             values.push_back(d);
         else if (bad.empty())
-            bad = line.substr(i, j - i);
-        i = j;
-    }
+            bad = f;
+    });
     return values.size();
 }
 

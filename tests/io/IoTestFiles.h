@@ -97,6 +97,22 @@ inline Measures Measure(const std::vector<CKrPoint3d>& p, const Ids& ids)
     return m;
 }
 
+// The file holds a closed, outward solid of nPts corners and nTris
+// triangles with the given volume and area.
+inline void ExpectSolid(const std::string& path, std::size_t nPts, std::size_t nTris, double volume, double area)
+{
+    std::vector<CKrPoint3d> pts;
+    Ids ids;
+    std::string err;
+    ASSERT_TRUE(krtes::ReadMeshFile(path, pts, ids, err)) << err;
+    EXPECT_EQ(pts.size(), nPts) << path;
+    EXPECT_EQ(ids.size(), nTris) << path;
+    const Measures m = Measure(pts, ids);
+    EXPECT_TRUE(m.closed) << path;
+    EXPECT_NEAR(m.volume, volume, 1e-12) << path;
+    EXPECT_NEAR(m.area, area, 1e-12) << path;
+}
+
 struct Bad {
     std::string name, content, expect;  // expect: "@" stands for the path
 };

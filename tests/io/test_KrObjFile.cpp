@@ -43,16 +43,7 @@ TEST(KrObjFile, FacesInEveryFormAndFans)
 TEST(KrObjFile, ReadsAFileWrittenElsewhere)
 {
     // A cube of side 2 in quads, CRLF line ends, "i/t/n" corners.
-    std::vector<CKrPoint3d> pts;
-    Ids ids;
-    std::string err;
-    ASSERT_TRUE(krtes::ReadObjFile(iotest::Foreign("cube_crlf.obj"), pts, ids, err)) << err;
-    EXPECT_EQ(pts.size(), 8u);
-    EXPECT_EQ(ids.size(), 12u);
-    const iotest::Measures m = iotest::Measure(pts, ids);
-    EXPECT_TRUE(m.closed);
-    EXPECT_NEAR(m.volume, 8.0, 1e-12);
-    EXPECT_NEAR(m.area, 24.0, 1e-12);
+    iotest::ExpectSolid(iotest::Foreign("cube_crlf.obj"), 8, 12, 8.0, 24.0);
 }
 
 TEST(KrObjFile, ErrorsNameTheFileAndLine)

@@ -74,16 +74,7 @@ TEST(KrPlyFile, ReadsAFileWrittenElsewhereAndEveryShortCopyFailsCleanly)
 {
     // A cube of side 2: big-endian, float coordinates, colour bytes, quads.
     const std::string path = iotest::Foreign("cube_be.ply");
-    std::vector<CKrPoint3d> pts;
-    Ids ids;
-    std::string err;
-    ASSERT_TRUE(krtes::ReadPlyFile(path, pts, ids, err)) << err;
-    EXPECT_EQ(pts.size(), 8u);
-    EXPECT_EQ(ids.size(), 12u);
-    const iotest::Measures m = iotest::Measure(pts, ids);
-    EXPECT_TRUE(m.closed);
-    EXPECT_NEAR(m.volume, 8.0, 1e-12);
-    EXPECT_NEAR(m.area, 24.0, 1e-12);
+    iotest::ExpectSolid(path, 8, 12, 8.0, 24.0);
 
     // Cut anywhere, the file gives an error naming it, never a crash or a
     // partial result.
@@ -93,6 +84,8 @@ TEST(KrPlyFile, ReadsAFileWrittenElsewhereAndEveryShortCopyFailsCleanly)
     for (std::size_t n = 0; n < whole.size(); ++n) {
         const std::string p = files.Write("cut.ply", whole.substr(0, n));
         std::vector<CKrPoint3d> out{CKrPoint3d(1, 2, 3)};
+        Ids ids;
+        std::string err;
         EXPECT_FALSE(krtes::ReadPlyFile(p, out, ids, err)) << n;
         EXPECT_EQ(err.rfind(p + ":", 0), 0u) << err;
         if (n >= body) {

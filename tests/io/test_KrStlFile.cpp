@@ -55,18 +55,8 @@ TEST(KrStlFile, ReadsFilesWrittenElsewhereAndEveryShortCopyFailsCleanly)
 {
     // An octahedron with corners at +-1 on the axes, as binary (header
     // starting with "solid") and as CRLF text in %e notation.
-    for (const char* name : {"octa_bin.stl", "octa_crlf.stl"}) {
-        std::vector<CKrPoint3d> pts;
-        Ids ids;
-        std::string err;
-        ASSERT_TRUE(krtes::ReadStlFile(iotest::Foreign(name), pts, ids, err)) << err;
-        EXPECT_EQ(pts.size(), 6u) << name;
-        EXPECT_EQ(ids.size(), 8u) << name;
-        const iotest::Measures m = iotest::Measure(pts, ids);
-        EXPECT_TRUE(m.closed) << name;
-        EXPECT_NEAR(m.volume, 4.0 / 3.0, 1e-12) << name;
-        EXPECT_NEAR(m.area, 4.0 * std::sqrt(3.0), 1e-12) << name;
-    }
+    for (const char* name : {"octa_bin.stl", "octa_crlf.stl"})
+        iotest::ExpectSolid(iotest::Foreign(name), 6, 8, 4.0 / 3.0, 4.0 * std::sqrt(3.0));
     iotest::Files files;
     const std::string whole = iotest::Read(iotest::Foreign("octa_bin.stl"));
     for (std::size_t n = 0; n < whole.size(); ++n) {
