@@ -15,6 +15,7 @@ int main()
 
     TesTriMesh::CKrMeshData mesh;
     TesTriMesh::CKrDelaunay tin(mesh, 0.01);
+    tin.SetFullHull(true);
     for (const CKrPoint3d& p : surveyPoints) tin.AddVertex(p);
     if (!tin.Delaunay()) return 1;
 
