@@ -118,6 +118,12 @@ TEST(KrDelaunayHull, WholeHullCountsAndEmptyCircles)
         inputs.push_back(c);
     }
     {
+        std::vector<CKrPoint3d> c;  // a sheared grid far from the origin: its sides are straight only nearly
+        for (int j = 0; j < 9; ++j)
+            for (int i = 0; i < 9; ++i) c.emplace_back(500000.0 + 50.0 * i + 0.3 * j, 4000000.0 + 50.0 * j, 0.0);
+        inputs.push_back(c);
+    }
+    {
         std::vector<CKrPoint3d> c;  // a convex arc and points below it
         for (int i = 0; i <= 120; ++i) {
             const double x = i - 60.0;

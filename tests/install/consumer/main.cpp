@@ -8,10 +8,12 @@
 
 int main()
 {
+    // A sheared grid whose coordinates are exact in binary, so its sides are
+    // exactly straight and the whole-hull TIN has 2 * 25 - 2 - 16 triangles.
     std::vector<CKrPoint3d> surveyPoints;
     for (int j = 0; j < 5; ++j)
         for (int i = 0; i < 5; ++i)
-            surveyPoints.emplace_back(500000.0 + 50.0 * i + 0.3 * j, 4000000.0 + 50.0 * j, 100.0 + 0.1 * i + 0.2 * j);
+            surveyPoints.emplace_back(500000.0 + 50.0 * i + 0.25 * j, 4000000.0 + 50.0 * j, 100.0 + 0.1 * i + 0.2 * j);
 
     TesTriMesh::CKrMeshData mesh;
     TesTriMesh::CKrDelaunay tin(mesh, 0.01);
@@ -21,8 +23,8 @@ int main()
 
     double z = 0.0;
     const bool on = TesTriMesh::CKrMeshQuery(mesh).GetMapPoint(500120.0, 4000100.0, z);
-    // The points lie on a plane: z = 100 + 0.1 * (x - x0 - 0.3 * j) / 50 + 0.2 * j.
-    const double j = 2.0, expect = 100.0 + 0.1 * (120.0 - 0.3 * j) / 50.0 + 0.2 * j;
+    // The points lie on a plane: z = 100 + 0.1 * (x - x0 - 0.25 * j) / 50 + 0.2 * j.
+    const double j = 2.0, expect = 100.0 + 0.1 * (120.0 - 0.25 * j) / 50.0 + 0.2 * j;
     if (!on || std::fabs(z - expect) > 1e-9) return 2;
     if (TESCommFunc::TesCompDouble(1.0, 1.0 + 1e-7, POINT_EPS) != 0) return 3;
 
