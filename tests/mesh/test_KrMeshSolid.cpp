@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "KrTesGeometry/mesh/KrMeshData.h"
@@ -160,5 +161,85 @@ TEST(KrMeshSolid, OpenFlippedAndOverSharedSurfacesAreNamed)
     for (int k = 0; k < 2; ++k) {
         const CKrPoint3d& p = pts[static_cast<std::size_t>(e[k])];
         EXPECT_TRUE(p == box.pts[0] || p == box.pts[2] || p == box.pts[3]) << p.x << " " << p.y << " " << p.z;
+    }
+}
+
+namespace {
+
+// Every pair tested on its own: the pairs FindSelfIntersections must find
+// whatever its sweep proposes.
+std::vector<std::pair<std::size_t, std::size_t>> AllPairs(const testmesh::Solid& s)
+{
+    std::vector<std::pair<std::size_t, std::size_t>> out;
+    for (std::size_t i = 0; i < s.ids.size(); ++i)
+        for (std::size_t j = i + 1; j < s.ids.size(); ++j)
+            if (!TesTriMesh::FindSelfIntersections(s.pts, {s.ids[i], s.ids[j]}).empty()) out.emplace_back(i, j);
+    return out;
+}
+
+testmesh::Solid Joined(const testmesh::Solid& a, const testmesh::Solid& b)
+{
+    testmesh::Solid s = a;
+    const int n = static_cast<int>(a.pts.size());
+    s.pts.insert(s.pts.end(), b.pts.begin(), b.pts.end());
+    for (const auto& t : b.ids) s.ids.emplace_back(t.nID[0] + n, t.nID[1] + n, t.nID[2] + n);
+    return s;
+}
+
+}  // namespace
+
+TEST(KrMeshSolid, SelfIntersectionsMatchAllPairsAndASecondMethod)
+{
+    using TesTriMesh::FindSelfIntersections;
+    const testmesh::Solid box = testmesh::Box(0, 0, 0, 10, 10, 10);
+    struct Case {
+        const char* what;
+        testmesh::Solid s;
+        bool clean;
+    } const cases[] = {
+        {"a sphere", testmesh::Sphere({1, 2, 3}, 5.0, 2), true},
+        {"two cubes apart", Joined(box, testmesh::Box(20, 0, 0, 30, 10, 10)), true},
+        {"two cubes sharing a face", Joined(box, testmesh::Box(10, 0, 0, 20, 10, 10)), false},
+        {"two cubes crossing", Joined(box, testmesh::Box(5, 5, 5, 15, 15, 15)), false},
+        {"a cube turned through another", Joined(box, testmesh::Rotated(box, {5, 5, 5}, 1, 1, 0, 0.3)), false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const auto found = FindSelfIntersections(c.s.pts, c.s.ids);
+        EXPECT_EQ(found, AllPairs(c.s));
+        EXPECT_EQ(static_cast<int>(found.size()), testmesh::SelfIntersections(c.s.pts, c.s.ids));
+        EXPECT_EQ(found.empty(), c.clean);
+        // A cube never meets itself: every pair has one triangle of each.
+        if (c.s.ids.size() == 24) {
+            for (const auto& p : found) EXPECT_TRUE(p.first < 12 && p.second >= 12);
+        }
+        if (!found.empty()) {
+            EXPECT_EQ(FindSelfIntersections(c.s.pts, c.s.ids, 1).size(), 1u);
+        }
+    }
+
+    // Pairs sharing corners, by hand: (0) and (1) share the edge 0-1.
+    const std::vector<CKrPoint3d> pts = {{0, 0, 0}, {4, 0, 0}, {2, 3, 0}, {2, -3, 0}, {2, 1, 0},
+                                         {2, 1, 2}, {2, 1, -2}, {1, 0.5, 1}, {6, 6, 6}, {3, 0.5, 0}};
+    using Id = KrTesGeo::_sTri_ID;
+    struct Pair {
+        const char* what;
+        Id s, t;
+        bool meet;
+    } const pairs[] = {
+        {"an edge, on opposite sides in one plane", Id(0, 1, 2), Id(1, 0, 3), false},
+        {"an edge, folded onto each other", Id(0, 1, 2), Id(1, 0, 4), true},
+        {"an edge, standing up", Id(0, 1, 2), Id(1, 0, 5), false},
+        {"a corner, the other standing through the face", Id(0, 1, 2), Id(0, 5, 6), true},
+        {"a corner, the other leaning away", Id(0, 1, 2), Id(0, 7, 8), false},
+        {"a corner, the other lying inside it", Id(0, 1, 2), Id(0, 9, 4), true},
+        {"an edge, the other lying inside it", Id(0, 1, 2), Id(0, 4, 2), true},
+        {"all three corners", Id(0, 1, 2), Id(0, 2, 1), true},
+        {"repeated corner: passed over", Id(0, 1, 2), Id(0, 4, 4), false},
+    };
+    for (const Pair& p : pairs) {
+        SCOPED_TRACE(p.what);
+        EXPECT_EQ(FindSelfIntersections(pts, {p.s, p.t}).size(), p.meet ? 1u : 0u);
+        EXPECT_EQ(testmesh::SelfIntersections(pts, {p.s, p.t}), p.meet ? 1 : 0);
     }
 }

@@ -1,10 +1,11 @@
 #ifndef KRTES_KRMESHSOLID_H
 #define KRTES_KRMESHSOLID_H
 
-// Is a triangulated surface the boundary of a solid, and what volume does it
-// enclose.
+// Is a triangulated surface the boundary of a solid, what volume does it
+// enclose, and where does it run into itself.
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "KrTesGeometry/KrTesExport.h"
@@ -62,6 +63,21 @@ KRTES_API double SolidVolume(const std::vector<CKrPoint3d>& pts, const std::vect
 // summed in an order that depends only on the vertex order, not on where the
 // records lie in memory.
 KRTES_API double SolidVolume(const CKrMeshData& mesh);
+
+// The pairs of triangles (i, j), i < j, indices into tris, that meet
+// anywhere beyond what they share by index: triangles with no common index
+// may not touch at all; two with one common corner may meet only there; two
+// with a common edge only along it (they may not fold onto each other in one
+// plane); two with all three corners in common always count. Decisions are
+// exact (orientation predicates on the coordinates as given), so touching
+// counts as meeting, and two points at one position under different indices
+// are two points. Triangles whose corners repeat an index, name a missing
+// point or lie exactly on one line are passed over. Candidates come from a
+// sweep over the triangles' boxes; the search stops once maxPairs pairs are
+// found. The pairs come sorted.
+KRTES_API std::vector<std::pair<std::size_t, std::size_t>> FindSelfIntersections(
+    const std::vector<CKrPoint3d>& pts, const std::vector<KrTesGeo::_sTri_ID>& tris,
+    std::size_t maxPairs = static_cast<std::size_t>(-1));
 
 }  // namespace TesTriMesh
 
