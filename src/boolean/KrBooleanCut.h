@@ -2,8 +2,8 @@
 #define KRTES_KRBOOLEANCUT_H
 
 // Internal helpers of the mesh boolean (not exported): the tolerance of the
-// sections, and the constrained triangulation that re-triangulates one cut
-// triangle in its own plane.
+// sections, the orders in which records are visited, and the constrained
+// triangulation that re-triangulates one cut triangle in its own plane.
 
 #include <array>
 #include <cstddef>
@@ -12,8 +12,26 @@
 #include <vector>
 
 #include "KrTesGeometry/geom/KrPoint3d.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 
 namespace TesTriMesh {
+
+// The mesh's sets iterate in the order of record addresses, which depends on
+// what the process allocated before. Every visit whose order can change a
+// decision or the output goes through one of these orders instead, which
+// depend on positions only.
+
+// Triangles by their corners in winding order, each list starting at its
+// lexicographically smallest corner (so a triangle keeps its key however its
+// corners were rotated; a flipped one differs).
+bool TriPosLess(const _sTri* a, const _sTri* b);
+// The mesh's triangles in TriPosLess order.
+std::vector<_sTri*> SortedTris(const CKrMeshData& mesh);
+// Edges by their ends, the lexicographically smaller end first.
+bool EdgePosLess(const _sEdge* a, const _sEdge* b);
+// CKrMeshData::ResetOctTree, filing the triangles in TriPosLess order, so
+// that every search of the octree meets its items in that order.
+void ResetOctTreeByPos(CKrMeshData& mesh);
 
 // Tolerance of the sections: corners closer than this to the other
 // triangle's plane lie in it, and shorter pieces are only touching.

@@ -3,6 +3,8 @@
 #include <unordered_map>
 
 #include "KrTesGeometry/boolean/KrMeshTrans.h"
+#include "KrTesGeometry/mesh/KrMeshSolid.h"
+#include "boolean/KrBooleanCut.h"
 
 namespace TesTriMesh {
 
@@ -24,9 +26,13 @@ bool CKrMeshBoolean::ClassifyMesh_New(CKrMeshData& reference, CKrMeshData& targe
     const bool cut = Cut(reference, target, segments, &coplanar);
     if (reference.m_setTri.empty()) {
         // Nothing bounds a solid: every triangle lies outside it.
-        outside.assign(target.m_setTri.begin(), target.m_setTri.end());
+        outside = SortedTris(target);
         return cut;
     }
+    // Sides are only defined against a closed, consistently oriented
+    // surface; one the cut has left open (or never was closed) lets regions
+    // take the class of a triangle that sees through the gap.
+    const bool closedReference = CheckClosedSolid(reference).IsSolid();
     CKrMeshTrans trans(target);
     trans.SortTrisByEdge(reference, outside, inside, same, opposite, fifth, lastSeed);
 
@@ -58,7 +64,8 @@ bool CKrMeshBoolean::ClassifyMesh_New(CKrMeshData& reference, CKrMeshData& targe
             }
         }
     }
-    return cut && fifth.empty();
+    const std::size_t sorted = outside.size() + inside.size() + same.size() + opposite.size() + fifth.size();
+    return cut && closedReference && fifth.empty() && sorted == target.m_setTri.size();
 }
 
 }  // namespace TesTriMesh

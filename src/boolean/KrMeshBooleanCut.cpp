@@ -114,18 +114,19 @@ Loc Locate(const CKrMeshData& mesh, _sTri* t, const _sVertex* v)
         }
     const CKrPoint3d& p = v->pt;
     // The distance to each edge (inside its span), measured from the edge's
-    // own pointer-ordered ends so that both triangles of an edge agree.
+    // lexicographically smaller end so that both triangles of an edge agree
+    // to the last bit.
     double dist[3];
     for (int k = 0; k < 3; ++k) {
         dist[k] = DBL_MAX;
-        const _sEdge* e = EdgeOf(mesh, t, k);
-        const CKrPoint3d& a = e ? e->pVer[0]->pt : P(t, k);
-        const CKrPoint3d& b = e ? e->pVer[1]->pt : P(t, (k + 1) % 3);
-        const CGeoVector ab(b - a);
+        const CKrPoint3d* a = &P(t, k);
+        const CKrPoint3d* b = &P(t, (k + 1) % 3);
+        if (CKrPoint3d::CompPt(*b, *a) < 0) std::swap(a, b);
+        const CGeoVector ab(*b - *a);
         const double l2 = ab.Length2();
         if (l2 <= 0.0) continue;
-        const double s = (CGeoVector(p - a) * ab) / l2;
-        if (s > 0.0 && s < 1.0) dist[k] = p.Distance(a + (b - a) * s);
+        const double s = (CGeoVector(p - *a) * ab) / l2;
+        if (s > 0.0 && s < 1.0) dist[k] = p.Distance(*a + (*b - *a) * s);
     }
     int nearest = dist[0] <= dist[1] && dist[0] <= dist[2] ? 0 : (dist[1] <= dist[2] ? 1 : 2);
     // A corner of the triangle across that edge is never a point on it (a
@@ -179,7 +180,15 @@ int EdgeBits(const Loc& l)
 }
 
 struct EdgePoints {
-    std::set<_sEdgeConVer*, CompEdgeConVer> recs;
+    std::set<_sEdgeConVer*, CompEdgeConVer> recs;  // looked up by edge; visited through ByPosition
+    // The records in the order of their edges' positions.
+    std::vector<_sEdgeConVer*> ByPosition() const
+    {
+        std::vector<_sEdgeConVer*> v(recs.begin(), recs.end());
+        std::sort(v.begin(), v.end(),
+                  [](const _sEdgeConVer* x, const _sEdgeConVer* y) { return EdgePosLess(x->edge, y->edge); });
+        return v;
+    }
     ~EdgePoints()
     {
         for (_sEdgeConVer* r : recs) delete r;  // the vertices belong to the mesh
@@ -432,7 +441,7 @@ bool CKrMeshBoolean::CutMesh(CKrMeshData& mesh, const std::vector<CutPiece>& pie
         for (const auto& x : located[i].locs) needs = needs || x.second.kind == LocKind::Inner;
         if (needs && inWork.insert(byTri[i].first).second) work.push_back(byTri[i].first);
     }
-    for (_sEdgeConVer* r : onEdges.recs)
+    for (_sEdgeConVer* r : onEdges.ByPosition())
         for (_sTri* t : r->edge->pTri)
             if (t && inWork.insert(t).second) work.push_back(t);
 
@@ -458,7 +467,8 @@ bool CKrMeshBoolean::CutMesh(CKrMeshData& mesh, const std::vector<CutPiece>& pie
             const CKrPoint3d& a = P(t, k);
             const CGeoVector dir(P(t, (k + 1) % 3) - a);
             std::sort(chain.begin(), chain.end(), [&](const _sVertex* x, const _sVertex* y) {
-                return dir * CGeoVector(x->pt - a) < dir * CGeoVector(y->pt - a);
+                const double dx = dir * CGeoVector(x->pt - a), dy = dir * CGeoVector(y->pt - a);
+                return dx != dy ? dx < dy : CKrPoint3d::CompPt(x->pt, y->pt) < 0;
             });
             for (_sVertex* v : chain)
                 if (index.find(v) == index.end()) job.boundary.push_back(add(v));
@@ -550,7 +560,7 @@ bool CKrMeshBoolean::Cut(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKr
         m->ResetSign();
         for (_sTri* t : m->m_setTri) t->bSign = false;
         RefreshExtent(*m);
-        m->ResetOctTree();
+        ResetOctTreeByPos(*m);
     }
     if (meshA.m_setTri.empty() || meshB.m_setTri.empty()) return true;
 
@@ -564,7 +574,7 @@ bool CKrMeshBoolean::Cut(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKr
     std::vector<Piece> found;
     std::vector<GeoTreeEx::_sOctaNode*> nodes;
     double boxB[6], boxA[6];
-    for (_sTri* tb : meshB.m_setTri) {
+    for (_sTri* tb : SortedTris(meshB)) {
         BoxOf(tb, boxB, kBoolEps);
         nodes.clear();
         meshA.m_pOctTree->GetNodesInBox(boxB[0], boxB[1], boxB[2], boxB[3], boxB[4], boxB[5], nodes);
@@ -644,7 +654,7 @@ bool CKrMeshBoolean::Cut(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKr
     drop(meshB, freshB);
     for (CKrMeshData* m : {&meshA, &meshB}) {
         RefreshExtent(*m);
-        m->ResetOctTree();
+        ResetOctTreeByPos(*m);
     }
 
     for (const _sEdge* e : meshB.m_setEdge) {

@@ -4,6 +4,7 @@
 #include <cfloat>
 
 #include "KrTesGeometry/query/KrMeshQuery.h"
+#include "boolean/KrBooleanCut.h"
 #include "geom/KrPlanarInternal.h"
 #include "KrTesGeometry/geom/KrPlanarFunc.h"
 #include "KrTesGeometry/geom/KrSpaceMath.h"
@@ -195,13 +196,15 @@ bool CKrMeshTrans::SortTrisByEdge(CKrMeshData& other, std::vector<_sTri*>& regio
 
     // Triangles an intersection step touched are classified on their own
     // first, so that those lying on the other surface do not join a region.
-    for (_sTri* t : m_pMesh->m_setTri) {
+    // In position order: the first triangle met seeds a region and names it.
+    const std::vector<_sTri*> tris = SortedTris(*m_pMesh);
+    for (_sTri* t : tris) {
         if (t->nSign[1] == 1 || !t->bSign) continue;
         placeOnOrNone(t, query.HitTestTri(P(t, 0), P(t, 1), P(t, 2)));
     }
 
     std::vector<_sTri*> stack, region;
-    for (_sTri* t : m_pMesh->m_setTri) {
+    for (_sTri* t : tris) {
         if (t->nSign[1] == 1) continue;
         const int hit = query.HitTestTri(P(t, 0), P(t, 1), P(t, 2));
         if (placeOnOrNone(t, hit)) continue;

@@ -1,7 +1,10 @@
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <functional>
+#include <string>
 
 #include "KrTesGeometry/boolean/KrBooleanDiagnostics.h"
 #include "KrTesGeometry/boolean/KrMeshBoolean.h"
@@ -11,26 +14,56 @@ namespace TesTriMesh {
 
 namespace {
 
-// Best effort: a file that cannot be created is skipped.
+// A diagnostic file is assembled in one buffer and written at once. Numbers
+// are formatted as "%.3f" would (to_chars with a precision rounds the exact
+// binary value the same way), without the per-call cost of printf.
+class DiagText {
+public:
+    void Num(double v, char sep)
+    {
+        char buf[400];  // a fixed-notation double has at most 309 integer digits
+        const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed, 3);
+        m_text.append(buf, r.ptr);
+        m_text.push_back(sep);
+    }
+    void Pt(const CKrPoint3d& p, char last)
+    {
+        Num(p.x, ',');
+        Num(p.y, ',');
+        Num(p.z, last);
+    }
+    // Best effort: a file that cannot be created is skipped.
+    void WriteTo(const char* path) const
+    {
+        std::FILE* f = std::fopen(path, "wb");
+        if (!f) return;
+        std::fwrite(m_text.data(), 1, m_text.size(), f);
+        std::fclose(f);
+    }
+
+private:
+    std::string m_text;
+};
+
 void WriteSegs(const char* path, const std::vector<CKrSeg3d>& segs)
 {
-    std::FILE* f = std::fopen(path, "w");
-    if (!f) return;
-    for (const CKrSeg3d& s : segs)
-        std::fprintf(f, "%.3f,%.3f,%.3f,%.3f,%.3f,%.3f\n", s.m_pt[0].x, s.m_pt[0].y, s.m_pt[0].z, s.m_pt[1].x,
-                     s.m_pt[1].y, s.m_pt[1].z);
-    std::fclose(f);
+    DiagText out;
+    for (const CKrSeg3d& s : segs) {
+        out.Pt(s.m_pt[0], ',');
+        out.Pt(s.m_pt[1], '\n');
+    }
+    out.WriteTo(path);
 }
 
 void WriteTris(const char* path, const std::vector<_sTri*>& tris)
 {
-    std::FILE* f = std::fopen(path, "w");
-    if (!f) return;
+    DiagText out;
     for (const _sTri* t : tris) {
-        const CKrPoint3d &a = t->pVer[0]->pt, &b = t->pVer[1]->pt, &c = t->pVer[2]->pt;
-        std::fprintf(f, "%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f,%.3f\n", a.x, a.y, a.z, b.x, b.y, b.z, c.x, c.y, c.z);
+        out.Pt(t->pVer[0]->pt, ',');
+        out.Pt(t->pVer[1]->pt, ',');
+        out.Pt(t->pVer[2]->pt, '\n');
     }
-    std::fclose(f);
+    out.WriteTo(path);
 }
 
 // The four files of one sort, from the segments' file on.
@@ -43,14 +76,18 @@ void WriteSort(std::size_t first, const std::vector<CKrSeg3d>& segs, const std::
     WriteTris(kBooleanDiagnosticFiles[first + 3], same);
 }
 
-// The distinct corners of the triangles, in pointer order.
+// The distinct corners of the triangles, in the exact order of their
+// positions (the vertices of one mesh lie apart, so no two tie).
 std::vector<_sVertex*> DistinctVertices(const std::vector<_sTri*>& tris)
 {
     std::vector<_sVertex*> vers;
     vers.reserve(tris.size() * 3);
     for (const _sTri* t : tris)
         for (_sVertex* v : t->pVer) vers.push_back(v);
-    std::sort(vers.begin(), vers.end(), std::less<_sVertex*>());
+    std::sort(vers.begin(), vers.end(), [](const _sVertex* a, const _sVertex* b) {
+        const int c = CKrPoint3d::CompPt(a->pt, b->pt);
+        return c != 0 ? c < 0 : std::less<const _sVertex*>()(a, b);
+    });
     vers.erase(std::unique(vers.begin(), vers.end()), vers.end());
     return vers;
 }
@@ -77,19 +114,29 @@ void FillPart(const std::vector<_sTri*>& tris, std::vector<_sVertex*>& vers, CGe
 CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_meshA(0.01), m_meshB(0.01)
 {
     // B is later sorted against A as it was before the first sort cut it.
+    // The copy's triangles are made in the order of their position keys, so
+    // that it does not inherit the memory order of A's records.
     CKrMeshData copyA(0.01);
     {
-        CGeDataTriMesh tmp;
-        meshA.OutputData(tmp);
-        copyA.InputData(tmp, true);
+        std::vector<CKrPoint3d> pts;
+        std::vector<KrTesGeo::_sTri_ID> ids;
+        meshA.OutputData(pts, ids);
+        for (KrTesGeo::_sTri_ID& t : ids) {
+            const int k = t.nID[0] <= t.nID[1] && t.nID[0] <= t.nID[2] ? 0 : (t.nID[1] <= t.nID[2] ? 1 : 2);
+            t = KrTesGeo::_sTri_ID(t.nID[k], t.nID[(k + 1) % 3], t.nID[(k + 2) % 3]);
+        }
+        std::sort(ids.begin(), ids.end(), [](const KrTesGeo::_sTri_ID& x, const KrTesGeo::_sTri_ID& y) {
+            return std::lexicographical_compare(x.nID, x.nID + 3, y.nID, y.nID + 3);
+        });
+        copyA.InputData(pts, ids, true);
     }
     std::vector<CKrSeg3d> segments;
     CKrTri3d seed;
-    CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame, m_vecAOpposite,
-                                     m_vecAFifth, seed);
+    m_bClassifiedA = CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame,
+                                                      m_vecAOpposite, m_vecAFifth, seed);
     WriteSort(kDiagSegments1, segments, m_vecAOutside, m_vecAInside, m_vecASame);
-    CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame, m_vecBOpposite,
-                                     m_vecBFifth, seed);
+    m_bClassifiedB = CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame,
+                                                      m_vecBOpposite, m_vecBFifth, seed);
     WriteSort(kDiagSegments2, segments, m_vecBOutside, m_vecBInside, m_vecBSame);
 }
 
@@ -100,6 +147,8 @@ CKrSolidBoolean::CKrSolidBoolean(const CGeDataTriMesh& meshA, const CGeDataTriMe
     // The classification belongs to the temporary object and goes with it:
     // this object's lists stay empty.
     CKrSolidBoolean classified(m_meshA, m_meshB);
+    m_bClassifiedA = classified.IsAClassified();
+    m_bClassifiedB = classified.IsBClassified();
 }
 
 CKrSolidBoolean::~CKrSolidBoolean() {}

@@ -6,11 +6,17 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
+#include <memory>
 #include <fstream>
 #include <initializer_list>
 #include <regex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
@@ -47,6 +53,91 @@ bool Compose(CKrSolidBoolean& sol, int op, CKrMeshData& r)
 {
     return op == 0 ? sol.Union_A_And_B(r)
                    : op == 1 ? sol.Intersect_A_And_B(r) : op == 2 ? sol.Diference_A_And_B(r) : sol.Diference_B_And_A(r);
+}
+
+// A closed surface with bumps (radius 10 +- 1.5), turned about the vertical
+// axis: against a copy turned a little, the two surfaces cross along many
+// shallow lines.
+Solid Bumpy(double turn)
+{
+    Solid s = testmesh::Sphere({0, 0, 0}, 10.0, 3);
+    for (CKrPoint3d& p : s.pts) {
+        const double th = std::acos(p.z / 10.0), ph = std::atan2(p.y, p.x);
+        p = p * ((10.0 + 1.5 * std::sin(3 * th) * std::cos(4 * ph)) / 10.0);
+    }
+    return testmesh::Rotated(s, {0, 0, 0}, 0, 0, 1, turn);
+}
+
+// Everything a construction and two operations put out: the diagnostic
+// files, byte for byte, and the results' points and sorted triangles.
+struct Outcome {
+    std::vector<std::string> files;
+    std::vector<std::string> results;
+    bool classified = false;
+    bool operator==(const Outcome& o) const
+    {
+        return files == o.files && results == o.results && classified == o.classified;
+    }
+};
+
+std::string Bytes(const char* name)
+{
+    std::ifstream in(name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string Dump(CKrMeshData& m)
+{
+    std::vector<CKrPoint3d> pts;
+    std::vector<KrTesGeo::_sTri_ID> ids;
+    m.OutputData(pts, ids);
+    std::vector<std::array<int, 3>> tris;
+    for (const auto& t : ids) {
+        std::array<int, 3> c = {t.nID[0], t.nID[1], t.nID[2]};
+        std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
+        tris.push_back(c);
+    }
+    std::sort(tris.begin(), tris.end());
+    std::string out;
+    char buf[100];
+    for (const CKrPoint3d& p : pts) {
+        std::snprintf(buf, sizeof buf, "%a %a %a\n", p.x, p.y, p.z);
+        out += buf;
+    }
+    for (const auto& t : tris) out += std::to_string(t[0]) + " " + std::to_string(t[1]) + " " + std::to_string(t[2]) + "\n";
+    return out;
+}
+
+// Runs the boolean of sa and sb. shuffled builds both meshes from their
+// points and triangles in reverse order, B before A.
+Outcome RunBoolean(const Solid& sa, const Solid& sb, bool shuffled)
+{
+    auto reversed = [](const Solid& s) {
+        Solid r;
+        const int n = static_cast<int>(s.pts.size());
+        r.pts.assign(s.pts.rbegin(), s.pts.rend());
+        for (auto it = s.ids.rbegin(); it != s.ids.rend(); ++it)
+            r.ids.emplace_back(n - 1 - it->nID[0], n - 1 - it->nID[1], n - 1 - it->nID[2]);
+        return r;
+    };
+    auto b = std::make_unique<CKrMeshData>(), a = std::make_unique<CKrMeshData>();
+    if (shuffled) {
+        testmesh::Load(*b, reversed(sb));
+        testmesh::Load(*a, reversed(sa));
+    } else {
+        testmesh::Load(*a, sa);
+        testmesh::Load(*b, sb);
+    }
+    Outcome o;
+    CKrSolidBoolean sol(*a, *b);
+    o.classified = sol.IsClassified();
+    for (const char* f : kFiles) o.files.push_back(Bytes(f));
+    for (int op : {0, 2}) {
+        CKrMeshData r;
+        Compose(sol, op, r);
+        o.results.push_back(Dump(r));
+    }
+    return o;
 }
 
 struct Expect {
@@ -263,3 +354,55 @@ TEST_F(SolidBooleanTest, ComposeSolidPicksListsAndFlipsBack)
 }
 
 }  // namespace
+
+TEST_F(SolidBooleanTest, ClassificationFailureIsReported)
+{
+    const Solid a = testmesh::Box(0, 0, 0, 10, 10, 10), b = testmesh::Box(5, 5, 5, 15, 15, 15);
+    Solid open = a;
+    open.ids.pop_back();
+    struct Case {
+        const char* what;
+        Solid a, b;
+        bool aOk, bOk;
+    } const cases[] = {
+        {"two closed cubes", a, b, true, true},
+        // Nothing can be inside an open A: B cannot be sorted against it;
+        // A's triangles are still sorted against the closed B.
+        {"an open A", open, b, true, false},
+        {"an open B", a, open, false, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        CKrMeshData ma, mb;
+        testmesh::Load(ma, c.a);
+        testmesh::Load(mb, c.b);
+        const CKrSolidBoolean sol(ma, mb);
+        EXPECT_EQ(sol.IsAClassified(), c.aOk);
+        EXPECT_EQ(sol.IsBClassified(), c.bOk);
+        EXPECT_EQ(sol.IsClassified(), c.aOk && c.bOk);
+        const CKrSolidBoolean copied(testmesh::ToGeData(c.a), testmesh::ToGeData(c.b));
+        EXPECT_EQ(copied.IsAClassified(), c.aOk);
+        EXPECT_EQ(copied.IsBClassified(), c.bOk);
+    }
+}
+
+TEST_F(SolidBooleanTest, SameOutputWhateverTheProcessAllocated)
+{
+    // A pair the cut gets wrong, so that any decision taken in memory order
+    // would show, and a pair it gets right.
+    const std::pair<Solid, Solid> pairs[] = {{Bumpy(0.0), Bumpy(1.0 * std::acos(-1.0) / 180.0)},
+                                             {Bumpy(0.0), Bumpy(30.0 * std::acos(-1.0) / 180.0)}};
+    for (const auto& [sa, sb] : pairs) {
+        const Outcome first = RunBoolean(sa, sb, false);
+        ASSERT_FALSE(first.files[1].empty());
+        // Unrelated meshes made and partly freed in between move the heap.
+        std::vector<std::unique_ptr<CKrMeshData>> noise;
+        for (int i = 0; i < 40; ++i) {
+            noise.push_back(std::make_unique<CKrMeshData>());
+            testmesh::Load(*noise.back(), testmesh::Sphere({double(i), 0, 0}, 1.0 + i, i % 4));
+            if (i % 3 == 0) noise[static_cast<std::size_t>(i / 2)].reset();
+        }
+        EXPECT_TRUE(RunBoolean(sa, sb, false) == first);
+        EXPECT_TRUE(RunBoolean(sa, sb, true) == first);
+    }
+}

@@ -60,9 +60,14 @@ public:
     // seed. A reference without triangles puts every target triangle
     // outside. Both octrees are current afterwards; the target's triangles
     // keep the visit marks of the sort.
+    // Every visit that decides a class or an order goes by positions, never
+    // by record addresses: the same meshes give the same lists in the same
+    // order, whatever the process allocated before.
     // False when the meshes are one object, when some cut could not be made
     // (the lists are still filled, but regions may have run together across
-    // the gap), or when some target triangle could not be classified.
+    // the gap), when the reference, once cut, is not a closed, consistently
+    // oriented surface (CheckClosedSolid: its sides are then undefined), or
+    // when some target triangle could not be classified.
     static bool ClassifyMesh_New(CKrMeshData& reference, CKrMeshData& target, std::vector<CKrSeg3d>& segments,
                                  std::vector<_sTri*>& outside, std::vector<_sTri*>& inside, std::vector<_sTri*>& same,
                                  std::vector<_sTri*>& opposite, std::vector<_sTri*>& fifth, CKrTri3d& lastSeed);

@@ -24,7 +24,9 @@ namespace TesTriMesh {
 // kBooleanDiagnosticFiles, each created anew, in that order: the segments of
 // the first sort, A's outside, inside and same-facing triangles, then the
 // same four for B. A segment is one line "x1,y1,z1,x2,y2,z2", a triangle one
-// line of its nine corner coordinates, all with three decimals. Where the
+// line of its nine corner coordinates, all with three decimals. The lists,
+// and so the files and every composed result, depend only on the two
+// surfaces, not on the memory the process handed their records. Where the
 // path has no drive, the names are files in the working
 // directory. A file that cannot be opened is skipped silently.
 class KRTES_API CKrSolidBoolean {
@@ -62,6 +64,14 @@ public:
     // B minus A: A inside and A opposite flipped + B outside.
     bool Diference_B_And_A(CKrMeshData& result);
 
+    // Whether both sorts succeeded (CKrMeshBoolean::ClassifyMesh_New
+    // returned true for A against B and for B against A). When not, the
+    // lists are still filled, but an operation composed from them may be
+    // open, inside out or wrong in volume.
+    bool IsClassified() const { return m_bClassifiedA && m_bClassifiedB; }
+    bool IsAClassified() const { return m_bClassifiedA; }  // A's triangles against B
+    bool IsBClassified() const { return m_bClassifiedB; }  // B's triangles against A
+
     const std::vector<_sTri*>& AInside() const { return m_vecAInside; }
     const std::vector<_sTri*>& AOutside() const { return m_vecAOutside; }
     const std::vector<_sTri*>& ASame() const { return m_vecASame; }
@@ -88,6 +98,8 @@ private:
     std::vector<_sTri*> m_vecBFifth;
     CKrMeshData m_meshA;  // own copies (second constructor only)
     CKrMeshData m_meshB;
+    bool m_bClassifiedA = false;
+    bool m_bClassifiedB = false;
 };
 
 }  // namespace TesTriMesh
