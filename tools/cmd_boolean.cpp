@@ -1,6 +1,7 @@
 // krtes boolean: union, intersection and differences of two closed solids.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -48,8 +49,69 @@ std::string SolidFault(const std::vector<CKrPoint3d>& pts, const std::vector<KrT
     return "";
 }
 
+// Why a result cannot be trusted, as one sentence per fault; empty when it
+// is sound. Besides the checks of the surface itself, its volume must lie
+// where the operation can put it given the volumes of A and B.
+std::vector<std::string> ResultFaults(const TesTriMesh::CKrSolidBoolean& solid, const std::string& op,
+                                      double volA, double volB, const std::vector<CKrPoint3d>& pts,
+                                      const std::vector<KrTesGeo::_sTri_ID>& tris)
+{
+    std::vector<std::string> faults;
+    if (!solid.IsAClassified())
+        faults.push_back("the triangles of A could not all be sorted against B (the cut or the sort failed)");
+    if (!solid.IsBClassified())
+        faults.push_back("the triangles of B could not all be sorted against A (the cut or the sort failed)");
+    if (tris.empty()) return faults;
+    const std::string fault = SolidFault(pts, tris);
+    if (!fault.empty()) faults.push_back("the result is " + fault);
+    const auto pairs = TesTriMesh::FindSelfIntersections(pts, tris, 100);
+    if (!pairs.empty()) {
+        const KrTesGeo::_sTri_ID& t = tris[pairs[0].first];
+        faults.push_back("the result runs into itself: " + std::string(pairs.size() == 100 ? "100 or more" : "") +
+                         (pairs.size() == 100 ? "" : std::to_string(pairs.size())) +
+                         " pairs of triangles meet beyond their shared corners (first the triangle at " +
+                         Pt(pts[static_cast<std::size_t>(t.nID[0])]) + ", " + Pt(pts[static_cast<std::size_t>(t.nID[1])]) +
+                         ", " + Pt(pts[static_cast<std::size_t>(t.nID[2])]) + ")");
+    }
+    double lo = 0.0, hi = 0.0;
+    if (op == "union") {
+        lo = std::max(volA, volB);
+        hi = volA + volB;
+    } else if (op == "intersection") {
+        hi = std::min(volA, volB);
+    } else if (op == "a-minus-b") {
+        lo = volA - volB;
+        hi = volA;
+    } else {
+        lo = volB - volA;
+        hi = volB;
+    }
+    const double vol = TesTriMesh::SolidVolume(pts, tris), slack = 1e-6 * (volA + volB);
+    if (!(vol >= lo - slack && vol <= hi + slack)) {
+        char buf[200];
+        std::snprintf(buf, sizeof buf, "the result's volume %.6f lies outside the range %.6f to %.6f that %s allows",
+                      vol, std::max(lo, 0.0), hi, op.c_str());
+        faults.push_back(buf);
+    }
+    return faults;
+}
+
+// The triangles rotated to start at their lowest index and sorted, so that
+// the file does not follow the memory order of the mesh's records.
+void SortTris(std::vector<KrTesGeo::_sTri_ID>& tris)
+{
+    for (KrTesGeo::_sTri_ID& t : tris) {
+        const int k = t.nID[0] <= t.nID[1] && t.nID[0] <= t.nID[2] ? 0 : (t.nID[1] <= t.nID[2] ? 1 : 2);
+        t = KrTesGeo::_sTri_ID(t.nID[k], t.nID[(k + 1) % 3], t.nID[(k + 2) % 3]);
+    }
+    std::sort(tris.begin(), tris.end(), [](const KrTesGeo::_sTri_ID& x, const KrTesGeo::_sTri_ID& y) {
+        return std::lexicographical_compare(x.nID, x.nID + 3, y.nID, y.nID + 3);
+    });
+}
+
 // Reads a solid and checks it; an inward-facing solid is turned outward.
-bool ReadSolid(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::string& note, std::string& err)
+bool ReadSolid(const std::string& path, TesTriMesh::CKrMeshData& mesh, double& volume, std::string& note,
+               std::string& err)
 {
     if (!ReadMeshFile(path, mesh, err)) return false;
     std::vector<CKrPoint3d> pts;
@@ -60,8 +122,10 @@ bool ReadSolid(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::stri
         err = path + ": " + fault + "; a boolean needs closed solids";
         return false;
     }
-    if (TesTriMesh::SolidVolume(pts, tris) < 0.0) {
+    volume = TesTriMesh::SolidVolume(pts, tris);
+    if (volume < 0.0) {
         mesh.Invert();
+        volume = -volume;
         note = path + ": faces inward; turned outward";
     }
     return true;
@@ -72,9 +136,12 @@ bool ReadSolid(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::stri
 int CmdBoolean(int argc, char** argv)
 {
     std::string inA, inB, op, out, diag;
+    bool keepBroken = false;
     for (int i = 0; i < argc; ++i) {
         const std::string a = argv[i];
-        if (a == "--op") {
+        if (a == "--keep-broken") {
+            keepBroken = true;
+        } else if (a == "--op") {
             if (!NextValue(argc, argv, i, op)) return Fail("--op needs union, intersection, a-minus-b or b-minus-a");
         } else if (a == "-o" || a == "--output") {
             if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
@@ -100,7 +167,8 @@ int CmdBoolean(int argc, char** argv)
     Timer timer;
     std::string err, noteA, noteB;
     TesTriMesh::CKrMeshData a(0.01), b(0.01);
-    if (!ReadSolid(inA, a, noteA, err) || !ReadSolid(inB, b, noteB, err)) return Fail(err);
+    double volA = 0.0, volB = 0.0;
+    if (!ReadSolid(inA, a, volA, noteA, err) || !ReadSolid(inB, b, volB, noteB, err)) return Fail(err);
     for (const std::string& n : {noteA, noteB})
         if (!n.empty()) std::printf("note          %s\n", n.c_str());
     const long trisA = a.TriNum(), trisB = b.TriNum();
@@ -156,6 +224,7 @@ int CmdBoolean(int argc, char** argv)
     std::vector<CKrPoint3d> pts;
     std::vector<KrTesGeo::_sTri_ID> tris;
     result.OutputData(pts, tris);
+    SortTris(tris);
 
     std::printf("solid A       %ld triangles, %ld after cutting: %zu outside B, %zu inside, %zu on B facing the same "
                 "way, %zu facing the other way\n",
@@ -170,15 +239,19 @@ int CmdBoolean(int argc, char** argv)
                     solid.AFifth().size(), solid.BFifth().size());
     std::printf("result        %s: %zu vertices, %zu triangles, volume %.6f\n", op.c_str(), pts.size(), tris.size(),
                 TesTriMesh::SolidVolume(pts, tris));
-    if (!tris.empty()) {
-        const std::string fault = SolidFault(pts, tris);
-        if (!fault.empty()) std::printf("warning       the result is %s\n", fault.c_str());
+    // A broken result is an error: nothing is written unless asked for.
+    const std::vector<std::string> faults = ResultFaults(solid, op, volA, volB, pts, tris);
+    for (const std::string& f : faults) std::printf("error         %s\n", f.c_str());
+    if (!faults.empty() && !keepBroken) {
+        if (!moved.empty()) std::printf("diagnostics   %s\n", moved.c_str());
+        return Fail("boolean: " + faults[0] + "; " + out + " not written (--keep-broken writes it anyway)");
     }
     if (!WriteMeshFile(out, pts, tris, err)) return Fail(err);
-    std::printf("written       %s\n", out.c_str());
+    std::printf("written       %s%s\n", out.c_str(), faults.empty() ? "" : " (broken, kept as asked)");
     if (!moved.empty()) std::printf("diagnostics   %s\n", moved.c_str());
     std::printf("time          %.3f s (read %.3f s, cut and classify %.3f s)\n", timer.Seconds(), readTime,
                 classifyTime);
+    if (!faults.empty()) return Fail("boolean: " + faults[0]);
     return 0;
 }
 

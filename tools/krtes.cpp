@@ -83,10 +83,13 @@ const Command kCommands[] = {
      "      distance found and the pair of triangles giving it (triangles that do not meet\n"
      "      are measured between their centroids)."},
     {"boolean", krtes::CmdBoolean,
-     "boolean A B --op union|intersection|a-minus-b|b-minus-a -o OUT [--diagnostics DIR]\n"
+     "boolean A B --op union|intersection|a-minus-b|b-minus-a -o OUT [--diagnostics DIR] [--keep-broken]\n"
      "      Combines two closed, consistently oriented solids A and B (.obj, .ply or .stl)\n"
      "      and writes the result as .obj or .ply. The diagnostic files of the solid boolean\n"
-     "      are kept in DIR when asked for, and dropped otherwise."},
+     "      are kept in DIR when asked for, and dropped otherwise. When a solid could not be\n"
+     "      sorted against the other, or the result is not closed, not consistently oriented,\n"
+     "      runs into itself or has a volume the operation cannot give, the command names the\n"
+     "      fault and exits with 1 without writing OUT (--keep-broken writes it anyway)."},
 };
 
 void Usage(std::FILE* f)

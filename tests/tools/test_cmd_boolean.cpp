@@ -1,6 +1,7 @@
 // The krtes boolean command.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -98,6 +99,46 @@ TEST_F(KrtesBoolean, RefusesWhatIsNotASolid)
                                    std::string(" missing.obj --op union -o y.obj")})
         EXPECT_NE(Krtes("boolean " + good + args).code, 0) << args;
     EXPECT_FALSE(Exists(m_dir + "/y.obj"));
+}
+
+// Two bumpy closed surfaces (radius 10 +- 1.5), the second turned about
+// the vertical axis: one degree gives a cut the boolean gets wrong, thirty
+// one it gets right.
+testmesh::Solid Bumpy(double degrees)
+{
+    testmesh::Solid s = testmesh::Sphere({0, 0, 0}, 10.0, 3);
+    for (CKrPoint3d& p : s.pts) {
+        const double th = std::acos(p.z / 10.0), ph = std::atan2(p.y, p.x);
+        p = p * ((10.0 + 1.5 * std::sin(3 * th) * std::cos(4 * ph)) / 10.0);
+    }
+    return testmesh::Rotated(s, {0, 0, 0}, 0, 0, 1, degrees * std::acos(-1.0) / 180.0);
+}
+
+TEST_F(KrtesBoolean, BrokenResultIsAnErrorAndGoodOnesRepeat)
+{
+    const std::string a = File("a.obj", Bumpy(0)), broken = File("b1.obj", Bumpy(1)), fine = File("b30.obj", Bumpy(30));
+    CliRun r = Krtes("boolean " + a + " " + broken + " --op union -o u.obj");
+    EXPECT_EQ(r.code, 1) << r.out;
+    EXPECT_NE(r.out.find("could not all be sorted"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("u.obj not written (--keep-broken writes it anyway)"), std::string::npos) << r.out;
+    EXPECT_FALSE(Exists(m_dir + "/u.obj"));
+    r = Krtes("boolean " + a + " " + broken + " --op union -o u.obj --keep-broken");
+    EXPECT_EQ(r.code, 1) << r.out;
+    EXPECT_NE(r.out.find("(broken, kept as asked)"), std::string::npos) << r.out;
+    EXPECT_TRUE(Exists(m_dir + "/u.obj"));
+
+    // A sound result, run twice in two processes: the same bytes.
+    for (const char* out : {"v1.ply", "v2.ply"}) {
+        r = Krtes("boolean " + a + " " + fine + " --op a-minus-b -o " + m_dir + "/" + out);
+        EXPECT_EQ(r.code, 0) << r.out;
+        EXPECT_EQ(r.out.find("error"), std::string::npos) << r.out;
+    }
+    EXPECT_EQ(krtes_test::Read(m_dir + "/v1.ply"), krtes_test::Read(m_dir + "/v2.ply"));
+    // Its volume: A's less the common part, which the intersection gives.
+    r = Krtes("boolean " + a + " " + fine + " --op intersection -o " + m_dir + "/i.ply");
+    ASSERT_EQ(r.code, 0) << r.out;
+    EXPECT_NEAR(ClosedVolume(m_dir + "/v1.ply") + ClosedVolume(m_dir + "/i.ply"),
+                testmesh::Volume(Bumpy(0)), 1e-6 * testmesh::Volume(Bumpy(0)));
 }
 
 }  // namespace
