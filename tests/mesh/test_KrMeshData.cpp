@@ -9,67 +9,62 @@
 #include "KrTesGeometry/mesh/KrMeshData.h"
 
 using namespace TesTriMesh;
+using meshtest::VertexAt;
 
 namespace {
 
-// The four vertices a(0,0) b(1,0) c(1,1) d(0,-1): (a, b, c) and (b, a, d) share a-b.
-struct Quad {
-    CKrMeshData m;
-    _sVertex* a = m.InsertVertex(CKrPoint3d(0, 0, 0));
-    _sVertex* b = m.InsertVertex(CKrPoint3d(1, 0, 0));
-    _sVertex* c = m.InsertVertex(CKrPoint3d(1, 1, 0));
-    _sVertex* d = m.InsertVertex(CKrPoint3d(0, -1, 0));
-};
+// All octree items, each as often as it is filed.
+std::multiset<void*> TreeItems(const CKrMeshData& m)
+{
+    std::vector<void*> all;
+    m.m_pOctTree->GetAllItems(all);
+    return std::multiset<void*>(all.begin(), all.end());
+}
 
 }  // namespace
 
 TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
 {
-    Quad q;
-    CKrMeshData& m = q.m;
+    // a(0,0) b(1,0) c(1,1) d(0,-1): (a, b, c) and (b, a, d) share a-b.
+    CKrMeshData m;
+    _sVertex* a = m.InsertVertex(CKrPoint3d(0, 0, 0));
+    _sVertex* b = m.InsertVertex(CKrPoint3d(1, 0, 0));
+    _sVertex* c = m.InsertVertex(CKrPoint3d(1, 1, 0));
+    _sVertex* d = m.InsertVertex(CKrPoint3d(0, -1, 0));
     EXPECT_DOUBLE_EQ(m.GetMinLimit().y, -1);  // inserting vertices grows the extent
-
     // Repeated or missing corners create nothing.
-    EXPECT_EQ(m.AddTri(q.a, q.a, q.b), nullptr);
-    EXPECT_EQ(m.AddTri(q.b, q.a, q.b), nullptr);
-    EXPECT_EQ(m.AddTri(q.a, q.b, nullptr), nullptr);
-    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && q.a->setTri.empty());
+    _sVertex* const bad[][3] = {{a, a, b}, {b, a, b}, {a, b, nullptr}};
+    for (auto& v : bad) EXPECT_EQ(m.AddTri(v[0], v[1], v[2]), nullptr);
+    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && a->setTri.empty());
 
-    _sTri* t1 = m.AddTri(q.a, q.b, q.c);
-    _sTri* t2 = m.AddTri(q.b, q.a, q.d);
+    _sTri* t1 = m.AddTri(a, b, c);
+    _sTri* t2 = m.AddTri(b, a, d);
     ASSERT_TRUE(t1 && t2);
     EXPECT_EQ(m.m_setEdge.size(), 5u);
     // Corners and edges in winding order; (b, a) is the same edge object as (a, b).
-    EXPECT_TRUE(t1->pVer[0] == q.a && t1->pVer[2] == q.c);
+    EXPECT_TRUE(t1->pVer[0] == a && t1->pVer[2] == c);
     _sEdge* ab = t1->pEdge[0];
-    EXPECT_EQ(t2->pEdge[0], ab);
-    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);
+    EXPECT_TRUE(t2->pEdge[0] == ab && ab->pTri[0] == t1 && ab->pTri[1] == t2);
     EXPECT_LT(detail::KrPtrValue(ab->pVer[0]), detail::KrPtrValue(ab->pVer[1]));
-    EXPECT_EQ(ab->CoEdgeTri(t2), t1);
-    EXPECT_EQ(m.FindTriCoEdge(ab, t1), t2);
+    EXPECT_TRUE(m.FindTriCoEdge(ab, t1) == t2 && ab->CoEdgeTri(t2) == t1);
     EXPECT_EQ(m.FindTriCoEdge(nullptr, t1), nullptr);
     EXPECT_EQ(m.FindTriCoEdge(t1->pEdge[1], t1), nullptr);  // border edge
-    EXPECT_EQ(m.FindEdgeByVer(q.b, q.c, t1), t1->pEdge[1]);
-    EXPECT_EQ(m.FindEdgeByVer(q.c, q.a, t1), t1->pEdge[2]);
-    EXPECT_EQ(m.FindEdgeByVer(q.a, q.d, t1), nullptr);
-    EXPECT_EQ(m.FindEdgeByVer(nullptr, q.b, t1), nullptr);
-    EXPECT_EQ(m.FindEdgeByVer(q.a, q.b, nullptr), nullptr);
-    EXPECT_TRUE(q.a->setTri.size() == 2u && q.c->setTri.size() == 1u && q.d->setTri.count(t2) == 1u);
+    EXPECT_EQ(m.FindEdgeByVer(c, a, t1), t1->pEdge[2]);
+    EXPECT_EQ(m.FindEdgeByVer(a, d, t1), nullptr);
+    EXPECT_TRUE(a->setTri.size() == 2u && c->setTri.size() == 1u && d->setTri.count(t2) == 1u);
     EXPECT_TRUE(m.IsMeshOk());
 
     // A third triangle on a-b points to the edge, which keeps its first two;
     // removing it restores a sound mesh.
-    _sTri* t3 = m.AddTri(q.a, q.b, m.InsertVertex(CKrPoint3d(0.5, 3, 0)));
+    _sTri* t3 = m.AddTri(a, b, m.InsertVertex(CKrPoint3d(0.5, 3, 0)));
     ASSERT_NE(t3, nullptr);
-    EXPECT_EQ(t3->pEdge[0], ab);
-    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);
+    EXPECT_TRUE(t3->pEdge[0] == ab && ab->pTri[0] == t1 && ab->pTri[1] == t2);
     EXPECT_FALSE(ab->AddEdgeTri(t3));
     EXPECT_EQ(m.CheckMeshDataUnite(), 2);
     EXPECT_FALSE(m.CheckEdgeOk());
     EXPECT_TRUE(CKrMeshData::IsBorderTri(t3));
     m.DelTri(t3);
-    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2);
-    EXPECT_TRUE(m.IsMeshOk());
+    EXPECT_TRUE(ab->pTri[0] == t1 && ab->pTri[1] == t2 && m.IsMeshOk());
 
     // Inverting swaps the first two corners but keeps the edge slots, so
     // pEdge[1] then joins pVer[0]-pVer[2]; inverting the mesh twice restores
@@ -77,10 +72,9 @@ TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
     _sEdge* e[3] = {t1->pEdge[0], t1->pEdge[1], t1->pEdge[2]};
     const auto before = meshtest::TriKeys(m);
     t1->Invert();
-    EXPECT_TRUE(t1->pVer[0] == q.b && t1->pVer[1] == q.a);
-    EXPECT_TRUE(t1->pEdge[0] == e[0] && t1->pEdge[1] == e[1]);
-    EXPECT_EQ(m.FindEdgeByVer(t1->pVer[1], t1->pVer[2], t1), e[2]);
-    EXPECT_EQ(m.FindEdgeByVer(t1->pVer[0], t1->pVer[2], t1), e[1]);
+    EXPECT_TRUE(t1->pVer[0] == b && t1->pVer[1] == a && t1->pEdge[0] == e[0] && t1->pEdge[1] == e[1]);
+    EXPECT_TRUE(m.FindEdgeByVer(t1->pVer[0], t1->pVer[2], t1) == e[1] &&
+                m.FindEdgeByVer(t1->pVer[1], t1->pVer[2], t1) == e[2]);
     EXPECT_TRUE(m.IsMeshOk());
     t1->Invert();
     m.Invert();
@@ -90,23 +84,23 @@ TEST(MeshEdit, AddTriSharesEdgesAndDelTriReleasesThem)
     // AddTri does not move the extent.
     _sVertex* far = new _sVertex(CKrPoint3d(50, 50, 50));
     ASSERT_TRUE(m.m_setVer.insert(far).second);
-    m.AddTri(q.c, q.b, far);
+    m.AddTri(c, b, far);
     EXPECT_DOUBLE_EQ(m.GetMaxLimit().x, 1);
 
     // Deleting one of two neighbours empties one slot; deleting the other removes the edge.
-    m.DelTri(m.FindTriCoEdge(m.FindEdgeByVer(q.b, q.c, t1), t1));
+    m.DelTri(m.FindTriCoEdge(m.FindEdgeByVer(b, c, t1), t1));
     m.DelTri(t1);
     EXPECT_TRUE(ab->pTri[0] == nullptr && ab->pTri[1] == t2);
     EXPECT_EQ(m.m_setEdge.size(), 3u);
-    EXPECT_EQ(m.m_setEdge.FindPair(q.b, q.c), nullptr);
+    EXPECT_EQ(m.m_setEdge.FindPair(b, c), nullptr);
     m.DelTri(t2);
     m.DelTri(nullptr);
-    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && q.a->setTri.empty());
+    EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty() && a->setTri.empty());
     EXPECT_EQ(m.m_setVer.size(), 6u);  // vertices stay
     EXPECT_TRUE(m.IsMeshOk());         // a mesh without triangles is sound
 }
 
-TEST(MeshEdit, MergeToleranceIsProcessWide)
+TEST(MeshEdit, MergeToleranceIsProcessWideAndOrdersVertices)
 {
     CKrMeshData m;  // default tolerance 0.01
     EXPECT_DOUBLE_EQ(g_dVerTol, 0.01);
@@ -117,11 +111,25 @@ TEST(MeshEdit, MergeToleranceIsProcessWide)
     EXPECT_EQ(m.m_setVer.size(), 2u);
     EXPECT_DOUBLE_EQ(v1->pt.x, 1);  // the first point's coordinates are kept
 
+    // Less than 0.01 apart: equivalent. Apart by more on x: x decides; x
+    // within the (closed) band: y decides; at least 0.01 apart but within it
+    // on every axis: the axis of largest difference decides exactly (x on ties).
+    // rel: +1 when (0,0,0) comes first, -1 when it comes second.
+    const struct {
+        CKrPoint3d p;
+        int rel;
+    } order[] = {{{0.006, 0.007, 0}, 0},   {{0.02, -5, 0}, 1},           {{-0.01, 0.5, 0}, 1},
+                 {{0.008, 0.008, 0}, 1},  {{0.006, -0.0095, 0.001}, -1}, {{0.001, 0.006, -0.009}, -1}};
+    CKrVerLess less;
+    _sVertex o(CKrPoint3d(0, 0, 0));
+    for (const auto& c : order) {
+        _sVertex v(c.p);
+        EXPECT_EQ(less(&o, &v), c.rel > 0) << c.p.x << " " << c.p.y;
+        EXPECT_EQ(less(&v, &o), c.rel < 0) << c.p.x << " " << c.p.y;
+    }
+
     {
         CKrMeshData other(0.001);  // rewrites the tolerance of every mesh
-        EXPECT_DOUBLE_EQ(g_dVerTol, 0.001);
-        _sVertex* w = other.InsertVertex(CKrPoint3d(5, 5, 5));
-        EXPECT_NE(other.InsertVertex(CKrPoint3d(5.005, 5, 5)), w);
         // The first mesh now keeps 0.005-apart points apart too.
         _sVertex* u = m.InsertVertex(CKrPoint3d(10, 10, 10));
         EXPECT_NE(m.InsertVertex(CKrPoint3d(10.005, 10, 10)), u);
@@ -132,34 +140,6 @@ TEST(MeshEdit, MergeToleranceIsProcessWide)
     EXPECT_DOUBLE_EQ(g_dVerTol, 0.01);
 }
 
-TEST(MeshEdit, TolerantVertexOrder)
-{
-    CKrMeshData m;  // tolerance 0.01
-    CKrVerLess less;
-    _sVertex a(CKrPoint3d(0, 0, 0));
-    // Apart by more than the tolerance on x: x decides, whatever y.
-    _sVertex b(CKrPoint3d(0.02, -5, 0));
-    EXPECT_TRUE(less(&a, &b));
-    EXPECT_FALSE(less(&b, &a));
-    // x within the tolerance (closed band): y decides.
-    _sVertex c(CKrPoint3d(-0.01, 0.5, 0));
-    EXPECT_TRUE(less(&a, &c));
-    // Closer than the tolerance: equivalent both ways.
-    _sVertex d(CKrPoint3d(0.006, 0.007, 0));
-    EXPECT_FALSE(less(&a, &d));
-    EXPECT_FALSE(less(&d, &a));
-    // At least the tolerance apart but within it on every axis: the axis of
-    // largest difference decides exactly (x on ties).
-    _sVertex e(CKrPoint3d(0.008, 0.008, 0));       // ties: x, e.x > a.x
-    _sVertex f(CKrPoint3d(0.006, -0.0095, 0.001));  // y largest, f.y < a.y
-    _sVertex g(CKrPoint3d(0.001, 0.006, -0.009));   // z largest
-    EXPECT_TRUE(less(&a, &e));
-    EXPECT_FALSE(less(&e, &a));
-    EXPECT_TRUE(less(&f, &a));
-    EXPECT_FALSE(less(&a, &f));
-    EXPECT_TRUE(less(&g, &a));
-}
-
 TEST(MeshEdit, OctreeFollowsEdits)
 {
     CKrMeshData m;
@@ -168,30 +148,24 @@ TEST(MeshEdit, OctreeFollowsEdits)
 
     testmesh::Load(m, meshtest::Grid(4, 4));
     ASSERT_NE(m.m_pOctTree, nullptr);
-
-    // AddTri files the new triangle where a box query finds it (the tree
-    // holding exactly the live triangles is checked under random edits).
-    _sTri* t = m.AddTri(meshtest::VertexAt(m, 0, 0), meshtest::VertexAt(m, 4, 4), meshtest::VertexAt(m, 0, 4));
+    // AddTri files the new triangle where a box query finds it.
+    _sTri* t = m.AddTri(VertexAt(m, 0, 0), VertexAt(m, 4, 4), VertexAt(m, 0, 4));
     ASSERT_NE(t, nullptr);
     std::vector<GeoTreeEx::_sOctaNode*> nodes;
     m.m_pOctTree->GetNodesInRect(0.1, 3.9, 0.2, 3.95, nodes);
-    bool found = false;
-    for (auto* n : nodes)
-        for (void* p : n->m_vecItems) found |= p == t;
-    EXPECT_TRUE(found);
+    std::multiset<void*> found;
+    for (auto* n : nodes) found.insert(n->m_vecItems.begin(), n->m_vecItems.end());
+    EXPECT_EQ(found.count(t), 1u);
 
-    // ClearTriData empties the tree; the vertices stay without triangles.
+    // ClearTriData empties the tree; the vertices stay without triangles, and
+    // adding to the emptied mesh works.
     m.ClearTriData();
     EXPECT_TRUE(m.TriNum() == 0 && m.m_setEdge.empty());
     EXPECT_EQ(m.m_setVer.size(), 25u);
     for (_sVertex* v : m.m_setVer) EXPECT_TRUE(v->setTri.empty());
     ASSERT_NE(m.m_pOctTree, nullptr);
-    std::vector<void*> all;
-    m.m_pOctTree->GetAllItems(all);
-    EXPECT_TRUE(all.empty());
-    // Adding to the emptied mesh works and is sound.
-    ASSERT_NE(m.AddTri(meshtest::VertexAt(m, 0, 0), meshtest::VertexAt(m, 1, 0), meshtest::VertexAt(m, 1, 1)),
-              nullptr);
+    EXPECT_TRUE(TreeItems(m).empty());
+    ASSERT_NE(m.AddTri(VertexAt(m, 0, 0), VertexAt(m, 1, 0), VertexAt(m, 1, 1)), nullptr);
     EXPECT_TRUE(m.IsMeshOk());
 
     m.ClearAllData();
@@ -209,19 +183,17 @@ TEST(MeshEdit, RandomChurnStaysSound)
     for (int round = 0; round < 1000; ++round) {
         if (rng() % 2 && m.TriNum() > 0) {
             m.DelTri(*std::next(m.m_setTri.begin(), static_cast<long>(rng() % m.m_setTri.size())));
-        } else {
-            _sVertex* a = vs[rng() % vs.size()];
-            _sVertex* b = vs[rng() % vs.size()];
-            _sVertex* c = vs[rng() % vs.size()];
-            // Only add where each edge still has a free slot, so the mesh stays representable.
-            bool room = a != b && b != c && c != a;
-            for (auto [p, r] : {std::pair{a, b}, std::pair{b, c}, std::pair{c, a}}) {
-                _sEdge* e = room ? m.m_setEdge.FindPair(p, r) : nullptr;
-                room = room && (!e || !e->pTri[0] || !e->pTri[1]);
-            }
-            if (room) {
-                ASSERT_NE(m.AddTri(a, b, c), nullptr);
-            }
+            continue;
+        }
+        _sVertex* v[3] = {vs[rng() % vs.size()], vs[rng() % vs.size()], vs[rng() % vs.size()]};
+        // Only add where each edge still has a free slot, so the mesh stays representable.
+        bool room = v[0] != v[1] && v[1] != v[2] && v[2] != v[0];
+        for (int k = 0; k < 3 && room; ++k) {
+            _sEdge* e = m.m_setEdge.FindPair(v[k], v[(k + 1) % 3]);
+            room = !e || !e->pTri[0] || !e->pTri[1];
+        }
+        if (room) {
+            ASSERT_NE(m.AddTri(v[0], v[1], v[2]), nullptr);
         }
         if (round % 100 == 0) {
             ASSERT_TRUE(m.IsMeshOk()) << round;
@@ -229,9 +201,7 @@ TEST(MeshEdit, RandomChurnStaysSound)
     }
     EXPECT_TRUE(m.IsMeshOk());
     // The octree holds exactly the live triangles, each once.
-    std::vector<void*> all;
-    m.m_pOctTree->GetAllItems(all);
-    EXPECT_EQ(std::multiset<void*>(all.begin(), all.end()), std::multiset<void*>(m.m_setTri.begin(), m.m_setTri.end()));
+    EXPECT_EQ(TreeItems(m), std::multiset<void*>(m.m_setTri.begin(), m.m_setTri.end()));
 }
 
 // At survey density many vertices have neighbours within the merge tolerance
@@ -263,8 +233,9 @@ TEST(MeshEdit, NearDuplicatesMergeAtSurveyDensity)
         ++merged;
         delete v;
     }
-    EXPECT_GE(found, pts.size() - 20);  // without the band search about 4% go missing
-    // Allow a handful of misses out of 200,000 where the order is too tangled.
+    // Without the band search about 4% go missing; allow a handful of misses
+    // out of 200,000 where the order is too tangled.
+    EXPECT_GE(found, pts.size() - 20);
     EXPECT_GE(merged, pts.size() - 20);
     EXPECT_EQ(mesh.m_setVer.size(), pts.size() + (pts.size() - merged));
 }

@@ -20,6 +20,27 @@ namespace {
     return ::testing::AssertionFailure() << "vertex " << k << " at (" << p.x << ", " << p.y << ")";
 }
 
+// A closed loop: its vertex count, signed plan area and first vertex.
+struct Loop {
+    unsigned n;
+    double area, x, y;
+};
+
+// The closed border loops of m are `want`, in that order; returns them.
+std::vector<CKrPolyLine> ExpectLoops(const CKrMeshData& m, const std::vector<Loop>& want)
+{
+    std::vector<CKrPolyLine> lines(3);  // emptied first
+    EXPECT_EQ(m.GetBorderLine(lines, true), !want.empty());
+    EXPECT_EQ(lines.size(), want.size());
+    for (size_t i = 0; i < lines.size() && i < want.size(); ++i) {
+        EXPECT_TRUE(lines[i].IsClosed()) << i;
+        EXPECT_EQ(lines[i].NumVerts(), want[i].n) << i;
+        EXPECT_DOUBLE_EQ(lines[i].GetArea(), want[i].area) << i;
+        EXPECT_TRUE(At(lines[i], 0, want[i].x, want[i].y)) << i;
+    }
+    return lines;
+}
+
 }  // namespace
 
 TEST(MeshBorder, GridWithHoleGivesTwoLoops)
@@ -27,25 +48,18 @@ TEST(MeshBorder, GridWithHoleGivesTwoLoops)
     testmesh::Solid s = meshtest::Grid(4, 4, [](int i, int j) { return i >= 1 && i <= 2 && j >= 1 && j <= 2; });
     CKrMeshData m;
     testmesh::Load(m, s);
-    std::vector<CKrPolyLine> lines(3);  // emptied first
-    ASSERT_TRUE(m.GetBorderLine(lines, true));
-    ASSERT_EQ(lines.size(), 2u);
     // Outer loop first (it holds the lowest vertex), counter-clockwise like
     // the triangles, without repeating its first vertex; the hole clockwise.
-    EXPECT_TRUE(lines[0].IsClosed() && lines[1].IsClosed());
-    EXPECT_EQ(lines[0].NumVerts(), 16u);
-    EXPECT_DOUBLE_EQ(lines[0].GetArea(), 16);
-    EXPECT_TRUE(At(lines[0], 0, 0, 0) && At(lines[0], 1, 1, 0) && At(lines[0], 15, 0, 1));
+    const std::vector<CKrPolyLine> lines = ExpectLoops(m, {{16, 16, 0, 0}, {8, -4, 1, 1}});
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(At(lines[0], 1, 1, 0) && At(lines[0], 15, 0, 1));
     EXPECT_DOUBLE_EQ(lines[0].GetVerts()[1].z, 0.1);  // coordinates carried with z
-    EXPECT_EQ(lines[1].NumVerts(), 8u);
-    EXPECT_DOUBLE_EQ(lines[1].GetArea(), -4);
-    EXPECT_TRUE(At(lines[1], 0, 1, 1));
 
     // The same geometry built in another order gives the same lines.
     std::reverse(s.ids.begin(), s.ids.end());
     std::reverse(s.pts.begin(), s.pts.end());
     for (_sTri_ID& id : s.ids)
-        for (int k = 0; k < 3; ++k) id.nID[k] = static_cast<int32_t>(s.pts.size()) - 1 - id.nID[k];
+        for (int32_t& k : id.nID) k = static_cast<int32_t>(s.pts.size()) - 1 - k;
     CKrMeshData m2;
     testmesh::Load(m2, s);
     std::vector<CKrPolyLine> lines2;
@@ -61,45 +75,26 @@ TEST(MeshBorder, GridWithHoleGivesTwoLoops)
 TEST(MeshBorder, IsolatedAndTouchingTriangles)
 {
     CKrMeshData m;
-    std::vector<CKrPolyLine> lines;
-    EXPECT_FALSE(m.GetBorderLine(lines, false));  // empty mesh
+    ExpectLoops(m, {});  // empty mesh
 
     // One triangle: a closed loop of its three corners, in winding order,
     // counter-clockwise or clockwise.
     const std::vector<CKrPoint3d> three{{2, 0, 0}, {0, 0, 0}, {1, 1, 0}};
     m.InputData(three, {{1, 0, 2}}, true);
-    ASSERT_TRUE(m.GetBorderLine(lines, true));
-    ASSERT_EQ(lines.size(), 1u);
-    ASSERT_EQ(lines[0].NumVerts(), 3u);
-    EXPECT_TRUE(At(lines[0], 0, 0, 0) && At(lines[0], 1, 2, 0) && At(lines[0], 2, 1, 1));
+    EXPECT_TRUE(At(ExpectLoops(m, {{3, 1, 0, 0}})[0], 1, 2, 0));
     m.InputData(three, {{0, 1, 2}}, true);
-    ASSERT_TRUE(m.GetBorderLine(lines, true));
-    EXPECT_LT(lines[0].GetArea(), 0);
+    ExpectLoops(m, {{3, -1, 0, 0}});
 
-    // Two triangles touching at one vertex: two loops, not a figure eight.
+    // Two triangles touching at one vertex, two squares touching at a corner,
+    // and a hole touching the outer boundary at a vertex: each boundary comes
+    // out as its own simple loop, not a figure eight.
     m.InputData(std::vector<CKrPoint3d>{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0}, {2, 2, 0}},
                 {{0, 1, 2}, {2, 3, 4}}, true);
-    ASSERT_TRUE(m.GetBorderLine(lines, true));
-    ASSERT_EQ(lines.size(), 2u);
-    for (const CKrPolyLine& l : lines) EXPECT_TRUE(l.IsClosed() && l.NumVerts() == 3u && l.GetArea() > 0);
-    EXPECT_TRUE(At(lines[0], 0, 0, 0) && At(lines[1], 0, 1, 1));
-
-    // Two squares touching at a corner, and a hole touching the outer
-    // boundary at a vertex: each boundary comes out as its own simple loop.
+    ExpectLoops(m, {{3, 0.5, 0, 0}, {3, 0.5, 1, 1}});
     testmesh::Load(m, meshtest::Grid(2, 2, [](int i, int j) { return i != j; }));
-    ASSERT_TRUE(m.GetBorderLine(lines, true));
-    ASSERT_EQ(lines.size(), 2u);
-    for (const CKrPolyLine& l : lines) EXPECT_TRUE(l.NumVerts() == 4u && l.GetArea() == 1.0);
-
+    ExpectLoops(m, {{4, 1, 0, 0}, {4, 1, 1, 1}});
     testmesh::Load(m, meshtest::Grid(3, 3, [](int i, int j) { return (i == 0 && j == 0) || (i == 1 && j == 1); }));
-    ASSERT_TRUE(m.GetBorderLine(lines, false));
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].NumVerts(), 12u);
-    EXPECT_TRUE(At(lines[0], 0, 0, 1));
-    EXPECT_DOUBLE_EQ(lines[0].GetArea(), 8);
-    EXPECT_EQ(lines[1].NumVerts(), 4u);
-    EXPECT_TRUE(At(lines[1], 0, 1, 1));
-    EXPECT_DOUBLE_EQ(lines[1].GetArea(), -1);
+    ExpectLoops(m, {{12, 8, 0, 1}, {4, -1, 1, 1}});
 }
 
 TEST(MeshBorder, OpenChainsOnBrokenTopology)
@@ -112,13 +107,9 @@ TEST(MeshBorder, OpenChainsOnBrokenTopology)
     m.AddTri(a, b, m.InsertVertex(CKrPoint3d(1, 1, 0)));
     m.AddTri(b, a, m.InsertVertex(CKrPoint3d(0, -1, 0)));
     m.AddTri(a, b, m.InsertVertex(CKrPoint3d(0.5, 0, 2)));
+    ExpectLoops(m, {{4, 1, 0, -1}});  // a, d, b, c from the lowest
 
     std::vector<CKrPolyLine> lines;
-    ASSERT_TRUE(m.GetBorderLine(lines, true));
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].NumVerts(), 4u);  // a, d, b, c
-    EXPECT_DOUBLE_EQ(lines[0].GetArea(), 1);
-
     ASSERT_TRUE(m.GetBorderLine(lines, false));
     ASSERT_EQ(lines.size(), 2u);
     const CKrPolyLine& open = lines[0].IsClosed() ? lines[1] : lines[0];

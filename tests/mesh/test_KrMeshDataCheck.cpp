@@ -30,11 +30,7 @@ struct GridMesh {
 TEST(MeshCheck, SoundMeshPassesEverything)
 {
     GridMesh g;
-    EXPECT_EQ(g.m.CheckMeshDataSame(), 0);
-    EXPECT_EQ(g.m.CheckMeshDataNull(), 0);
-    EXPECT_EQ(g.m.CheckMeshDataUnite(), 0);
-    EXPECT_TRUE(g.m.CheckEdgeOk());
-    EXPECT_TRUE(g.m.CheckEdgeSetOk());
+    EXPECT_TRUE(g.m.IsMeshOk());  // every counting check 0, the edge checks true
     int border = 0;
     for (_sTri* t : g.m.m_setTri) {
         EXPECT_TRUE(g.m.CheckHasTheTri(t));
@@ -71,7 +67,7 @@ TEST(MeshCheck, SoundMeshPassesEverything)
 // asked about: a broken link can upset them too), and the mesh is no longer OK.
 TEST(MeshCheck, CountingChecksReportEachFault)
 {
-    enum Check { kSame, kNull, kUnite };
+    enum Check { kSame, kNull, kUnite, kEdgeOk, kEdgeSet };
     struct Fault {
         const char* what;
         Check check;
@@ -109,12 +105,31 @@ TEST(MeshCheck, CountingChecksReportEachFault)
              for (_sTri* t : g.m.m_setTri)
                  if (t->pVer[0] != v && t->pVer[1] != v && t->pVer[2] != v) v->setTri.insert(t);
          }},
+        // One slot emptied while both ends still share two triangles, in either slot.
+        {"an emptied second slot", kEdgeOk, 0, [](GridMesh& g) { g.Inner()->pEdge[0]->pTri[1] = nullptr; }},
+        {"an emptied first slot", kEdgeOk, 0,
+         [](GridMesh& g) {
+             _sEdge* e = g.Inner()->pEdge[0];
+             e->pTri[1] = e->pTri[0];
+             e->pTri[0] = nullptr;
+         }},
+        {"two edge objects with one vertex pair", kEdgeSet, 0,
+         [](GridMesh& g) {
+             _sEdge *e0 = g.Edge(0), *e5 = g.Edge(5);
+             e5->pVer[0] = e0->pVer[0];
+             e5->pVer[1] = e0->pVer[1];
+         }},
+        {"an order broken behind the set's back", kEdgeSet, 0,
+         [](GridMesh& g) { std::swap(g.Edge(0)->pVer[0], g.Edge(0)->pVer[1]); }},
     };
     for (const Fault& f : faults) {
         GridMesh g;
         f.make(g);
-        const int got = f.check == kSame ? g.m.CheckMeshDataSame()
-                                         : (f.check == kNull ? g.m.CheckMeshDataNull() : g.m.CheckMeshDataUnite());
+        const int got = f.check == kSame    ? g.m.CheckMeshDataSame()
+                        : f.check == kNull  ? g.m.CheckMeshDataNull()
+                        : f.check == kUnite ? g.m.CheckMeshDataUnite()
+                        : f.check == kEdgeOk ? g.m.CheckEdgeOk()
+                                             : g.m.CheckEdgeSetOk();
         EXPECT_EQ(got, f.bits) << f.what;
         EXPECT_FALSE(g.m.IsMeshOk()) << f.what;
         if (f.check == kNull) {
@@ -161,49 +176,16 @@ TEST(MeshCheck, CountingChecksReportEachFault)
     }
 }
 
-TEST(MeshCheck, EdgeChecks)
+TEST(MeshCheck, EmptyEdgeFailsWhileItsEndsShareATriangle)
 {
-    {
-        // One slot emptied while both ends still share two triangles, in
-        // either slot.
-        GridMesh g;
-        _sEdge* e = g.Inner()->pEdge[0];
-        e->pTri[1] = nullptr;
-        EXPECT_FALSE(g.m.CheckEdgeOk());
-        e->pTri[1] = e->pTri[0];
-        e->pTri[0] = nullptr;
-        EXPECT_FALSE(g.m.CheckEdgeOk());
-    }
-    {
-        // An empty edge whose ends share a triangle fails; once they share
-        // nothing it passes.
-        GridMesh g;
-        _sVertex* a = g.m.InsertVertex(CKrPoint3d(20, 0, 0));
-        _sVertex* b = g.m.InsertVertex(CKrPoint3d(21, 0, 0));
-        _sTri* t = g.m.AddTri(a, b, g.m.InsertVertex(CKrPoint3d(21, 1, 0)));
-        t->pEdge[0]->pTri[0] = nullptr;
-        EXPECT_FALSE(g.m.CheckEdgeOk());
-        g.m.DelTri(t);
-        EXPECT_TRUE(g.m.CheckEdgeOk());
-        EXPECT_TRUE(g.m.IsMeshOk());
-    }
-    {
-        // Two edge objects with one vertex pair, or an order broken behind the set's back.
-        GridMesh g;
-        _sEdge* e0 = g.Edge(0);
-        _sEdge* e5 = g.Edge(5);
-        _sVertex* keep[2] = {e5->pVer[0], e5->pVer[1]};
-        e5->pVer[0] = e0->pVer[0];
-        e5->pVer[1] = e0->pVer[1];
-        EXPECT_FALSE(g.m.CheckEdgeSetOk());
-        EXPECT_FALSE(g.m.IsMeshOk());
-        e5->pVer[0] = keep[0];
-        e5->pVer[1] = keep[1];
-        EXPECT_TRUE(g.m.CheckEdgeSetOk());
-        std::swap(e0->pVer[0], e0->pVer[1]);
-        EXPECT_FALSE(g.m.CheckEdgeSetOk());
-        std::swap(e0->pVer[0], e0->pVer[1]);
-    }
+    GridMesh g;
+    _sVertex* a = g.m.InsertVertex(CKrPoint3d(20, 0, 0));
+    _sVertex* b = g.m.InsertVertex(CKrPoint3d(21, 0, 0));
+    _sTri* t = g.m.AddTri(a, b, g.m.InsertVertex(CKrPoint3d(21, 1, 0)));
+    t->pEdge[0]->pTri[0] = nullptr;
+    EXPECT_FALSE(g.m.CheckEdgeOk());
+    g.m.DelTri(t);
+    EXPECT_TRUE(g.m.CheckEdgeOk() && g.m.IsMeshOk());
 }
 
 TEST(MeshCheck, CleanupOperations)
@@ -225,9 +207,7 @@ TEST(MeshCheck, CleanupOperations)
     EXPECT_EQ(m.m_setEdge.size(), ne - 2);
     // Simplify rebuilds the links: the two edges come back.
     m.Simplify();
-    EXPECT_EQ(m.m_setEdge.size(), ne);
-    EXPECT_EQ(m.TriNum(), 18);
-    EXPECT_TRUE(m.IsMeshOk());
+    EXPECT_TRUE(m.m_setEdge.size() == ne && m.TriNum() == 18 && m.IsMeshOk());
 
     // ResetSign clears the marks, but not the triangles' own flag.
     _sTri* x = *m.m_setTri.begin();
@@ -241,8 +221,7 @@ TEST(MeshCheck, CleanupOperations)
     const double zmax = m.GetMaxLimit().z;
     m.SetZ(0);
     for (_sVertex* v : m.m_setVer) EXPECT_EQ(v->pt.z, 0);
-    EXPECT_TRUE(m.IsMeshOk());
-    EXPECT_EQ(m.GetMaxLimit().z, zmax);
+    EXPECT_TRUE(m.IsMeshOk() && m.GetMaxLimit().z == zmax);
 
     // DelVoidVet keeps used vertices, and after the last triangle empties the vertex set.
     m.DelVoidVet();

@@ -33,6 +33,19 @@ void ExpectBox(const double* b, const std::array<double, 6>& want)
 
 int g_items[64];  // addresses used as items
 
+bool Has(const std::vector<_sOctaNode*>& nodes, const _sOctaNode* n)
+{
+    return std::find(nodes.begin(), nodes.end(), n) != nodes.end();
+}
+
+// The nodes a box query returns.
+std::vector<_sOctaNode*> InBox(const CKrOctaTreeEx& t, double x0, double y0, double z0, double x1, double y1, double z1)
+{
+    std::vector<_sOctaNode*> nodes;
+    t.GetNodesInBox(x0, y0, z0, x1, y1, z1, nodes);
+    return nodes;
+}
+
 // Items below a node, counted the slow way.
 std::size_t Count(const _sOctaNode* n)
 {
@@ -65,18 +78,21 @@ TEST(Octree, InitAndChildLayout)
     // An item straddling everything stays at the root, but the root is split on the way.
     ASSERT_EQ(tree.AddItem(&g_items[0], 0, 0, 0, 10, 20, 40), tree.m_pRoot);
     ASSERT_FALSE(tree.m_pRoot->IsLeaf());
-    // Child extents are 60% of the parent: 7.2 x 14.4 x 28.8, anchored at corners.
-    const double x0 = -1, x1 = 11, y0 = -2, y1 = 22, z0 = -4, z1 = 44, w = 7.2, h = 14.4, d = 28.8;
-    _sOctaNode* const* c = tree.m_pRoot->m_pChild;
-    ExpectBox(c[0]->m_dBox, {x0, y0, z1 - d, x0 + w, y0 + h, z1});
-    ExpectBox(c[1]->m_dBox, {x0, y1 - h, z1 - d, x0 + w, y1, z1});
-    ExpectBox(c[2]->m_dBox, {x1 - w, y1 - h, z1 - d, x1, y1, z1});
-    ExpectBox(c[3]->m_dBox, {x1 - w, y0, z1 - d, x1, y0 + h, z1});
-    ExpectBox(c[4]->m_dBox, {x0, y0, z0, x0 + w, y0 + h, z0 + d});
-    ExpectBox(c[5]->m_dBox, {x0, y1 - h, z0, x0 + w, y1, z0 + d});
-    ExpectBox(c[6]->m_dBox, {x1 - w, y1 - h, z0, x1, y1, z0 + d});
-    ExpectBox(c[7]->m_dBox, {x1 - w, y0, z0, x1, y0 + h, z0 + d});
-    for (int i = 0; i < 8; ++i) EXPECT_TRUE(c[i]->IsLeaf());
+    // Child extents are 60% of the parent (7.2 x 14.4 x 28.8), anchored at
+    // the corners: the upper layer first, each layer going (x0, y0), (x0, y1),
+    // (x1, y1), (x1, y0). hi[i] tells which corner child i holds on each axis.
+    const double lo[3] = {-1, -2, -4}, up[3] = {11, 22, 44}, ext[3] = {7.2, 14.4, 28.8};
+    const int hi[8][3] = {{0, 0, 1}, {0, 1, 1}, {1, 1, 1}, {1, 0, 1}, {0, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, 0, 0}};
+    for (int i = 0; i < 8; ++i) {
+        std::array<double, 6> want;
+        for (int a = 0; a < 3; ++a) {
+            want[a] = hi[i][a] ? up[a] - ext[a] : lo[a];
+            want[a + 3] = hi[i][a] ? up[a] : lo[a] + ext[a];
+        }
+        SCOPED_TRACE(i);
+        ExpectBox(tree.m_pRoot->m_pChild[i]->m_dBox, want);
+        EXPECT_TRUE(tree.m_pRoot->m_pChild[i]->IsLeaf());
+    }
     // The root's item bounds enclose its item.
     ExpectBox(tree.m_pRoot->m_dItemBox, {0, 0, 0, 10, 20, 40});
 
@@ -154,28 +170,20 @@ TEST(Octree, BoxAndRectQueries)
     tree.GetNodesInRect(10.5, 10.5, 10.6, 10.6, nodes);
     ASSERT_EQ(nodes.size(), 3u);
     EXPECT_EQ(nodes[0], root);
-    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
-    EXPECT_NE(std::find(nodes.begin(), nodes.end(), high), nodes.end());
+    EXPECT_TRUE(Has(nodes, low) && Has(nodes, high));
 
     // A spatial box near the bottom only reaches the low item's node (and the root).
-    nodes.clear();
-    tree.GetNodesInBox(10, 10, -1, 11, 11, 1, nodes);
-    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
-    EXPECT_EQ(std::find(nodes.begin(), nodes.end(), high), nodes.end());
+    nodes = InBox(tree, 10, 10, -1, 11, 11, 1);
+    EXPECT_TRUE(Has(nodes, low) && !Has(nodes, high));
 
     // Touching counts as overlap: a query box whose max x equals the low
     // node's min x, or whose min x equals its max x, still returns it; one a
     // hair short does not.
-    nodes.clear();
     const double* lb = low->m_dBox;
-    tree.GetNodesInBox(lb[0] - 5, lb[1], lb[2], lb[0], lb[4], lb[5], nodes);
-    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
-    nodes.clear();
-    tree.GetNodesInBox(lb[3], lb[1], lb[2], lb[3] + 5, lb[4], lb[5], nodes);
-    EXPECT_NE(std::find(nodes.begin(), nodes.end(), low), nodes.end());
-    nodes.clear();
-    tree.GetNodesInBox(lb[0] - 5, lb[1], lb[2], lb[0] - 1e-9, lb[4], lb[5], nodes);
-    EXPECT_EQ(std::find(nodes.begin(), nodes.end(), low), nodes.end());
+    EXPECT_TRUE(Has(InBox(tree, lb[0] - 5, lb[1], lb[2], lb[0], lb[4], lb[5]), low));
+    EXPECT_TRUE(Has(InBox(tree, lb[3], lb[1], lb[2], lb[3] + 5, lb[4], lb[5]), low));
+    nodes = InBox(tree, lb[0] - 5, lb[1], lb[2], lb[0] - 1e-9, lb[4], lb[5]);
+    EXPECT_FALSE(Has(nodes, low));
 
     // Only nodes holding items are returned, and results are appended.
     for (_sOctaNode* n : nodes) EXPECT_FALSE(n->m_vecItems.empty());
@@ -185,8 +193,7 @@ TEST(Octree, BoxAndRectQueries)
 
     // Queries on an empty tree return nothing.
     CKrOctaTreeEx empty;
-    nodes.clear();
-    empty.GetNodesInBox(0, 0, 0, 1, 1, 1, nodes);
+    nodes = InBox(empty, 0, 0, 0, 1, 1, 1);
     empty.GetNodesInRect(0, 0, 1, 1, nodes);
     EXPECT_TRUE(nodes.empty());
 }
@@ -318,10 +325,8 @@ TEST(Octree, CountsFollowAddRemoveAndPrune)
     EXPECT_FALSE(a.RemoveItem(&rng, 1, 1, 1, 2, 2, 2));  // never added: counts unchanged
     EXPECT_EQ(a.m_pRoot->m_nTreeItems, 2000u);
     EXPECT_TRUE(CountsHold(a.m_pRoot));
-    std::vector<_sOctaNode*> nodes;
-    a.GetNodesInBox(0, 0, 0, 100, 100, 100, nodes);
     std::size_t seen = 0;
-    for (const _sOctaNode* n : nodes) seen += n->m_vecItems.size();
+    for (const _sOctaNode* n : InBox(a, 0, 0, 0, 100, 100, 100)) seen += n->m_vecItems.size();
     EXPECT_EQ(seen, 2000u);
     // Prune against a tree holding one small item in a corner.
     b.AddItem(&rng, 1, 1, 1, 3, 3, 3);
