@@ -47,27 +47,17 @@ CGeDataTriMesh Grid(int nx, int ny, double x0, double y0, double h, const std::f
     return testmesh::ToGeData(testmesh::Grid(nx, ny, x0, y0, h, z));
 }
 
-// The closed surface of the box [lo, lo + size]^3, each face split into n x n squares.
-CGeDataTriMesh Box(double lo, double size, int n)
+// The closed surface of the box [lo, lo + size]^3.
+CGeDataTriMesh Box(double lo, double size)
 {
-    CGeDataTriMesh m;
-    for (int face = 0; face < 6; ++face) {
-        const int axis = face / 2, u = (axis + 1) % 3, v = (axis + 2) % 3, base = m.GetPointCount();
-        for (int j = 0; j <= n; ++j)
-            for (int i = 0; i <= n; ++i) {
-                double p[3];
-                p[axis] = lo + (face % 2) * size;
-                p[u] = lo + size * i / n;
-                p[v] = lo + size * j / n;
-                m.AddPoint(p[0], p[1], p[2]);
-            }
-        for (int k = 0; k < n * n; ++k) {
-            const int a = base + (k / n) * (n + 1) + k % n;
-            m.AddTri(a, a + 1, a + n + 2);
-            m.AddTri(a, a + n + 2, a + n + 1);
-        }
-    }
-    return m;
+    return testmesh::ToGeData(testmesh::Box(lo, lo, lo, lo + size, lo + size, lo + size));
+}
+
+void AddTri(CGeDataTriMesh& m, const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c)
+{
+    const int base = m.GetPointCount();
+    m.AddPoint(a.x, a.y, a.z), m.AddPoint(b.x, b.y, b.z), m.AddPoint(c.x, c.y, c.z);
+    m.AddTri(base, base + 1, base + 2);
 }
 
 // n small random triangles around points of [0, 10]^2 x [z0, z1], then one degenerate one.
@@ -168,62 +158,48 @@ TEST(Collision, EmptyAndBadMeshes)
     EXPECT_TRUE(c.IsColl());
 }
 
-TEST(Collision, TouchingAndInterpenetrating)
+// Meshes in contact give distance 0 and a pair that meets; meshes apart
+// (root boxes apart, or one inside the other's hollow) give the smallest
+// centroid distance over all pairs, and a pair that far apart.
+TEST(Collision, ContactOrTheClosestCentroids)
 {
-    struct Case {
-        const char* name;
-        CGeDataTriMesh a, b;
-    };
     CGeDataTriMesh t1, t2, wall;
-    t1.AddPoint(0, 0, 0), t1.AddPoint(1, 0, 0), t1.AddPoint(0, 1, 0), t1.AddTri(0, 1, 2);
-    t2.AddPoint(1, 0, 0), t2.AddPoint(2, 0, 1), t2.AddPoint(2, 1, 1), t2.AddTri(0, 1, 2);
+    AddTri(t1, {0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+    AddTri(t2, {1, 0, 0}, {2, 0, 1}, {2, 1, 1});
     // Leaning far over, it crosses the terrain far from its centroid; its
     // triangle is too large for a leaf, so GetNearTri must rank meeting pairs first.
-    wall.AddPoint(2, 1, -1), wall.AddPoint(18, 1, -1), wall.AddPoint(10, 18, 60), wall.AddTri(0, 1, 2);
-    Case cases[] = {
-        {"one shared corner", t1, t2},
-        {"terrains sharing an edge", Grid(8, 8, 0, 0, 1, Wave), Grid(8, 8, 8, 0, 1, Wave)},
-        {"leaning wall", Grid(20, 20, 0, 0, 1, [](double x, double y) { return 0.1 * Wave(x, y); }), wall},
-        {"box into box", Box(0, 2, 3), Box(1.1, 2, 3)},
-        {"box in the corner of a hollow box", Box(0, 10, 2), Box(0, 2, 1)},
-    };
-    for (const Case& cs : cases) {
-        SCOPED_TRACE(cs.name);
-        CCollision c;
-        EXPECT_TRUE(c.CollisionCheck(cs.a, cs.b));
-        EXPECT_TRUE(c.IsColl());
-        EXPECT_EQ(c.DistClose(), 0.0);
-        CKrTri3d ta, tb;
-        c.GetClosePair(ta, tb);
-        EXPECT_EQ(CKrSpaceMath::Test_Intersect_Tri_And_Tri_3D(ta.m_pt[0], ta.m_pt[1], ta.m_pt[2], tb.m_pt[0], tb.m_pt[1],
-                                                              tb.m_pt[2]),
-                  2);
-    }
-}
-
-TEST(Collision, SeparatedAndNestedGiveTheClosestCentroids)
-{
-    // Root boxes apart, or one mesh inside the other's hollow: the result is
-    // the smallest centroid distance over all pairs.
-    struct Case {
+    AddTri(wall, {2, 1, -1}, {18, 1, -1}, {10, 18, 60});
+    const struct {
         const char* name;
         CGeDataTriMesh a, b;
+        bool touch;
     } cases[] = {
-        {"side by side", Grid(30, 30, 0, 0, 1, Wave), Grid(30, 30, 40, 5, 1, Wave)},
-        {"stacked", Grid(20, 20, 0, 0, 1, Wave), Grid(20, 20, 3, -4, 1.3, [](double x, double y) { return 9 + Wave(y, x); })},
-        {"nested", Box(0, 10, 2), Box(4, 2, 2)},
-        {"nested, inner first", Box(4, 2, 2), Box(0, 10, 2)},
+        {"one shared corner", t1, t2, true},
+        {"terrains sharing an edge", Grid(8, 8, 0, 0, 1, Wave), Grid(8, 8, 8, 0, 1, Wave), true},
+        {"leaning wall", Grid(20, 20, 0, 0, 1, [](double x, double y) { return 0.1 * Wave(x, y); }), wall, true},
+        {"box into box", Box(0, 2), Box(1.1, 2), true},
+        {"box in the corner of a hollow box", Box(0, 10), Box(0, 2), true},
+        {"side by side", Grid(30, 30, 0, 0, 1, Wave), Grid(30, 30, 40, 5, 1, Wave), false},
+        {"stacked", Grid(20, 20, 0, 0, 1, Wave), Grid(20, 20, 3, -4, 1.3, [](double x, double y) { return 9 + Wave(y, x); }),
+         false},
+        {"nested", Box(0, 10), Box(4, 2), false},
+        {"nested, inner first", Box(4, 2), Box(0, 10), false},
     };
-    for (const Case& cs : cases) {
+    for (const auto& cs : cases) {
         SCOPED_TRACE(cs.name);
         CCollision c;
         ASSERT_TRUE(c.CollisionCheck(cs.a, cs.b));
-        EXPECT_FALSE(c.IsColl());
-        EXPECT_DOUBLE_EQ(c.DistClose(), BruteCentroidMin(cs.a, cs.b));
+        EXPECT_EQ(c.IsColl(), cs.touch);
+        EXPECT_DOUBLE_EQ(c.DistClose(), cs.touch ? 0.0 : BruteCentroidMin(cs.a, cs.b));
         CKrTri3d ta, tb;
         c.GetClosePair(ta, tb);
-        const CKrPoint3d ca = (ta.m_pt[0] + ta.m_pt[1] + ta.m_pt[2]) / 3.0, cb = (tb.m_pt[0] + tb.m_pt[1] + tb.m_pt[2]) / 3.0;
-        EXPECT_DOUBLE_EQ(ca.Distance(cb), c.DistClose());
+        const CKrPoint3d* p = ta.m_pt;
+        const CKrPoint3d* q = tb.m_pt;
+        if (cs.touch) {
+            EXPECT_EQ(CKrSpaceMath::Test_Intersect_Tri_And_Tri_3D(p[0], p[1], p[2], q[0], q[1], q[2]), 2);
+        } else {
+            EXPECT_DOUBLE_EQ(((p[0] + p[1] + p[2]) / 3.0).Distance((q[0] + q[1] + q[2]) / 3.0), c.DistClose());
+        }
     }
 }
 
@@ -280,34 +256,26 @@ TEST(Collision, ChecksAccumulateAndTreesAreShared)
     EXPECT_NE(Access::TreeA(c), Access::TreeA(copy));
     EXPECT_FALSE(oldA.expired());  // the copy still holds them
     copy = CCollision();
-    EXPECT_TRUE(oldA.expired());
-    EXPECT_TRUE(oldB.expired());
+    EXPECT_TRUE(oldA.expired() && oldB.expired());
 
     // Contact sets the flag for good; later checks apart or failing keep it.
     EXPECT_TRUE(c.CollisionCheck(a, touching));
     EXPECT_FALSE(c.CollisionCheck(a, farB));
-    EXPECT_TRUE(c.IsColl());
-    EXPECT_EQ(c.DistClose(), 0.0);
+    EXPECT_TRUE(c.IsColl() && c.DistClose() == 0.0);
     std::weak_ptr<GeoTreeEx::CKrOctaTreeEx> cur = Access::TreeA(c);
     EXPECT_FALSE(c.CollisionCheck(CGeDataTriMesh(), a));  // also releases the trees it replaces
-    EXPECT_TRUE(cur.expired());
-    EXPECT_TRUE(c.IsColl());
+    EXPECT_TRUE(cur.expired() && c.IsColl());
 }
 
 TEST(Collision, ContactToleranceTouchingBoxesAndTies)
 {
-    auto tri = [](CGeDataTriMesh& m, const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c) {
-        const int base = m.GetPointCount();
-        m.AddPoint(a.x, a.y, a.z), m.AddPoint(b.x, b.y, b.z), m.AddPoint(c.x, c.y, c.z);
-        m.AddTri(base, base + 1, base + 2);
-    };
     // Two tiny parallel triangles that do not meet count as in contact when
     // their centroids are within 1e-6 (the band is closed), not farther.
     for (double gap : {5e-7, 1e-6, 5e-4}) {
         SCOPED_TRACE(gap);
         CGeDataTriMesh a, b;
-        tri(a, CKrPoint3d(0, 0, 0), CKrPoint3d(1e-4, 0, 0), CKrPoint3d(0, 1e-4, 0));
-        tri(b, CKrPoint3d(0, 0, gap), CKrPoint3d(1e-4, 0, gap), CKrPoint3d(0, 1e-4, gap));
+        AddTri(a, CKrPoint3d(0, 0, 0), CKrPoint3d(1e-4, 0, 0), CKrPoint3d(0, 1e-4, 0));
+        AddTri(b, CKrPoint3d(0, 0, gap), CKrPoint3d(1e-4, 0, gap), CKrPoint3d(0, 1e-4, gap));
         CCollision c;
         ASSERT_TRUE(c.CollisionCheck(a, b));
         EXPECT_EQ(c.IsColl(), gap <= 1e-6);
@@ -320,11 +288,11 @@ TEST(Collision, ContactToleranceTouchingBoxesAndTies)
     // box test brings that pair in.
     const CKrPoint3d p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0);
     CGeDataTriMesh one;
-    tri(one, p0, p1, p2);
+    AddTri(one, p0, p1, p2);
     for (bool decoyFirst : {true, false}) {
         CGeDataTriMesh other;
-        auto decoy = [&] { tri(other, CKrPoint3d(0, 0, 0.5), CKrPoint3d(1, 0, 0.5), CKrPoint3d(0, 1, 0.5)); };
-        auto corner = [&] { tri(other, p1, CKrPoint3d(2, 0, 1), CKrPoint3d(2, 1, 1)); };
+        auto decoy = [&] { AddTri(other, CKrPoint3d(0, 0, 0.5), CKrPoint3d(1, 0, 0.5), CKrPoint3d(0, 1, 0.5)); };
+        auto corner = [&] { AddTri(other, p1, CKrPoint3d(2, 0, 1), CKrPoint3d(2, 1, 1)); };
         if (decoyFirst) decoy(), corner();
         else corner(), decoy();
         // Pairs are measured in the order of the triangle records' addresses.
@@ -332,14 +300,13 @@ TEST(Collision, ContactToleranceTouchingBoxesAndTies)
         if (!decoyMeasuredFirst) continue;
         CCollision c;
         EXPECT_TRUE(Access::PairLoop(c, one, other, AllTris(one), AllTris(other)));
-        EXPECT_TRUE(c.IsColl());
-        EXPECT_EQ(c.DistClose(), 0.0);
+        EXPECT_TRUE(c.IsColl() && c.DistClose() == 0.0);
     }
 
     // Two pairs at exactly the same distance: the first measured is kept.
     CGeDataTriMesh mirrored;
-    tri(mirrored, CKrPoint3d(0, 0, 5), CKrPoint3d(1, 0, 5), CKrPoint3d(0, 1, 5));
-    tri(mirrored, CKrPoint3d(0, 0, -5), CKrPoint3d(1, 0, -5), CKrPoint3d(0, 1, -5));
+    AddTri(mirrored, CKrPoint3d(0, 0, 5), CKrPoint3d(1, 0, 5), CKrPoint3d(0, 1, 5));
+    AddTri(mirrored, CKrPoint3d(0, 0, -5), CKrPoint3d(1, 0, -5), CKrPoint3d(0, 1, -5));
     CCollision c;
     ASSERT_TRUE(Access::PairLoop(c, one, mirrored, AllTris(one), AllTris(mirrored)));
     EXPECT_EQ(c.DistClose(), 5.0);
