@@ -38,6 +38,20 @@ bool Has(const std::vector<_sOctaNode*>& nodes, const _sOctaNode* n)
     return std::find(nodes.begin(), nodes.end(), n) != nodes.end();
 }
 
+std::vector<void*> All(const CKrOctaTreeEx& t)
+{
+    std::vector<void*> all;
+    t.GetAllItems(all);
+    return all;
+}
+
+std::set<void*> LeafItems(const CKrOctaTreeEx& t, double x0, double y0, double z0, double x1, double y1, double z1)
+{
+    std::set<void*> out;
+    t.GetLeafItemsInBox(x0, y0, z0, x1, y1, z1, out);
+    return out;
+}
+
 // The nodes a box query returns.
 std::vector<_sOctaNode*> InBox(const CKrOctaTreeEx& t, double x0, double y0, double z0, double x1, double y1, double z1)
 {
@@ -98,9 +112,7 @@ TEST(Octree, InitAndChildLayout)
 
     tree.Clear();
     EXPECT_EQ(tree.AddItem(&g_items[0], 1, 1, 1, 2, 2, 2), nullptr);
-    std::vector<void*> all;
-    tree.GetAllItems(all);
-    EXPECT_TRUE(all.empty());
+    EXPECT_TRUE(All(tree).empty());
 }
 
 TEST(Octree, ContainmentIsClosedAndChildrenAreLoose)
@@ -139,14 +151,13 @@ TEST(Octree, DegenerateBoxesDescendToMaxDepth)
     _sOctaNode* n = tree.AddItem(&g_items[0], 37, 61, 5, 37, 61, 5);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(DepthOf(tree.m_pRoot, &g_items[0]), 8);
-    EXPECT_TRUE(n->IsLeaf());  // level-8 nodes are never split
-    // A second point in the same place goes to the same node, which stays a leaf.
+    // A second point in the same place goes to the same node, which stays a
+    // leaf: level-8 nodes are never split.
     EXPECT_EQ(tree.AddItem(&g_items[1], 37, 61, 5, 37, 61, 5), n);
     EXPECT_TRUE(n->IsLeaf());
     EXPECT_EQ(n->m_vecItems, (std::vector<void*>{&g_items[0], &g_items[1]}));
     // The node's box encloses the point and has 0.6^8 of the root's extent.
-    EXPECT_LE(n->m_dBox[0], 37);
-    EXPECT_GE(n->m_dBox[3], 37);
+    EXPECT_TRUE(n->m_dBox[0] <= 37 && n->m_dBox[3] >= 37);
     EXPECT_NEAR(n->m_dBox[3] - n->m_dBox[0], 120 * std::pow(0.6, 8), 1e-9);
 
     // A custom depth limit holds too.
@@ -205,20 +216,14 @@ TEST(Octree, LeafItemsSkipInnerNodes)
     tree.AddItem(&g_items[0], 0, 0, 0, 100, 100, 100);  // straddles: filed at the root
     tree.AddItem(&g_items[1], 20, 20, 20, 20, 20, 20);  // a point: a leaf at level 8
     tree.AddItem(&g_items[2], 80, 80, 80, 80, 80, 80);
-    std::set<void*> out;
-    tree.GetLeafItemsInBox(-1000, -1000, -1000, 1000, 1000, 1000, out);
-    EXPECT_EQ(out, (std::set<void*>{&g_items[1], &g_items[2]}));
-    out.clear();
-    tree.GetLeafItemsInBox(0, 0, 0, 30, 30, 30, out);
-    EXPECT_EQ(out, (std::set<void*>{&g_items[1]}));
+    EXPECT_EQ(LeafItems(tree, -1000, -1000, -1000, 1000, 1000, 1000), (std::set<void*>{&g_items[1], &g_items[2]}));
+    EXPECT_EQ(LeafItems(tree, 0, 0, 0, 30, 30, 30), (std::set<void*>{&g_items[1]}));
 
     // A tree that is a single leaf returns its items.
     CKrOctaTreeEx leaf;
     leaf.Init(0, 0, 0, 1, 1, 1, 0, 0.2);
     leaf.AddItem(&g_items[3], 0, 0, 0, 0, 0, 0);
-    out.clear();
-    leaf.GetLeafItemsInBox(0, 0, 0, 1, 1, 1, out);
-    EXPECT_EQ(out, (std::set<void*>{&g_items[3]}));
+    EXPECT_EQ(LeafItems(leaf, 0, 0, 0, 1, 1, 1), (std::set<void*>{&g_items[3]}));
 }
 
 TEST(Octree, RemoveItem)
@@ -245,9 +250,7 @@ TEST(Octree, RemoveItem)
     // Item bounds are not shrunk by removal.
     EXPECT_DOUBLE_EQ(tree.m_pRoot->m_dItemBox[3], 10);
 
-    std::vector<void*> all;
-    tree.GetAllItems(all);
-    EXPECT_EQ(all, (std::vector<void*>{&g_items[0], &g_items[2]}));
+    EXPECT_EQ(All(tree), (std::vector<void*>{&g_items[0], &g_items[2]}));
 }
 
 TEST(Octree, PruneAgainstEmptiesFarNodes)
@@ -261,20 +264,16 @@ TEST(Octree, PruneAgainstEmptiesFarNodes)
     b.AddItem(&g_items[10], 11, 11, 11, 13, 13, 13);
 
     a.PruneAgainst(b);
-    std::vector<void*> all;
-    a.GetAllItems(all);
     // Child order: the flat item sits under child 3 (upper layer), the near
     // one under child 4 (lower layer).
-    EXPECT_EQ(all, (std::vector<void*>{&g_items[2], &g_items[0]}));
+    EXPECT_EQ(All(a), (std::vector<void*>{&g_items[2], &g_items[0]}));
 
     // Against an empty tree every node with a solid item box is emptied.
     CKrOctaTreeEx c, empty;
     c.Init(0, 0, 0, 10, 10, 10, 8, 0.2);
     c.AddItem(&g_items[3], 1, 1, 1, 2, 2, 2);
     c.PruneAgainst(empty);
-    all.clear();
-    c.GetAllItems(all);
-    EXPECT_TRUE(all.empty());
+    EXPECT_TRUE(All(c).empty());
 }
 
 TEST(Octree, ItemsAlongRay)
@@ -333,7 +332,5 @@ TEST(Octree, CountsFollowAddRemoveAndPrune)
     a.PruneAgainst(b);
     EXPECT_TRUE(CountsHold(a.m_pRoot));
     EXPECT_LT(a.m_pRoot->m_nTreeItems, 2000u);
-    std::vector<void*> all;
-    a.GetAllItems(all);
-    EXPECT_EQ(all.size(), a.m_pRoot->m_nTreeItems);
+    EXPECT_EQ(All(a).size(), a.m_pRoot->m_nTreeItems);
 }
