@@ -219,7 +219,7 @@ using CTds = CGAL::Triangulation_data_structure_2<Vb, CFb>;
 using CDT = CGAL::Constrained_Delaunay_triangulation_2<K, CTds, CGAL::Exact_predicates_tag>;
 
 Result RunCgal(const std::vector<CKrPoint3d>& pts, const std::vector<std::vector<CKrPoint3d>>& lines,
-               const std::vector<std::pair<double, double>>* queries, bool triples)
+               const std::vector<std::pair<double, double>>* queries, bool grid, bool triples)
 {
     Result r;
     if (!lines.empty()) {
@@ -256,9 +256,44 @@ Result RunCgal(const std::vector<CKrPoint3d>& pts, const std::vector<std::vector
         r.checksum = Checksum(tris);
     }
     if (queries) {
+        // Random positions: the walk starts at a vertex of the query's cell
+        // in a coarse grid of the vertices (about 16 a cell), built here, as
+        // a walk from the previous answer crosses half the triangulation each
+        // time. Grid scan: from the previous answer, the usual hint.
         const auto q0 = Clock::now();
         DT::Face_handle hint;
+        std::vector<DT::Face_handle> cells;
+        double gx = 0.0, gy = 0.0, gs = 1.0;
+        std::size_t side = 0;
+        if (!grid) {
+            const auto& lo = dt.finite_vertices_begin()->point();
+            double x0 = lo.x(), y0 = lo.y(), x1 = x0, y1 = y0;
+            for (auto v = dt.finite_vertices_begin(); v != dt.finite_vertices_end(); ++v) {
+                x0 = std::min(x0, v->point().x());
+                x1 = std::max(x1, v->point().x());
+                y0 = std::min(y0, v->point().y());
+                y1 = std::max(y1, v->point().y());
+            }
+            side = std::max<std::size_t>(1, static_cast<std::size_t>(std::sqrt(dt.number_of_vertices() / 16.0)));
+            gx = x0;
+            gy = y0;
+            gs = std::max(x1 - x0, y1 - y0) / static_cast<double>(side) * (1.0 + 1e-12);
+            cells.assign(side * side, DT::Face_handle());
+            for (auto v = dt.finite_vertices_begin(); v != dt.finite_vertices_end(); ++v) {
+                const auto i = std::min(side - 1, static_cast<std::size_t>((v->point().x() - gx) / gs));
+                const auto j = std::min(side - 1, static_cast<std::size_t>((v->point().y() - gy) / gs));
+                cells[j * side + i] = v->face();
+            }
+        }
         for (const auto& q : *queries) {
+            if (!grid) {
+                const double fi = (q.first - gx) / gs, fj = (q.second - gy) / gs;
+                if (fi >= 0.0 && fj >= 0.0) {
+                    const auto i = std::min(side - 1, static_cast<std::size_t>(fi));
+                    const auto j = std::min(side - 1, static_cast<std::size_t>(fj));
+                    if (cells[j * side + i] != DT::Face_handle()) hint = cells[j * side + i];
+                }
+            }
             const DT::Face_handle f = dt.locate(K::Point_2(q.first, q.second), hint);
             if (f == DT::Face_handle() || dt.is_infinite(f)) continue;
             hint = f;
@@ -317,7 +352,7 @@ int main(int argc, char** argv)
     }
 
     const std::vector<std::pair<double, double>>* q = queries.empty() ? nullptr : &queries;
-    const Result r = lib == "ours" ? RunOurs(pts, lines, q, triples) : RunCgal(pts, lines, q, triples);
+    const Result r = lib == "ours" ? RunOurs(pts, lines, q, triples) : RunCgal(pts, lines, q, name == "q1m_grid", triples);
     std::printf("lib=%s case=%s points=%zu vertices=%zu triangles=%zu build_s=%.3f add_s=%.3f", lib.c_str(),
                 name.c_str(), pts.size(), r.vertices, r.triangles, r.buildSec, r.addSec);
     if (q) std::printf(" query_s=%.3f hits=%zu zsum=%.6e", r.querySec, r.hits, r.zSum);
