@@ -38,9 +38,17 @@ for c in "${cases[@]}"; do
     eval "${lib}_m=$(tr ' ' '\n' <<<"${m[$lib]}" | median)"
     eval "${lib}_q=$(tr ' ' '\n' <<<"${q[$lib]}" | median)"
   done
-  check="ours: ${sums[ours]} | cgal: ${sums[cgal]}"
-  if [ "$(field tris " ${sums[ours]}")" != "" ]; then
-    [ "${sums[ours]}" = "${sums[cgal]}" ] && check="same triangle set" || check="DIFFERENT: $check"
+  tri_o=$(field tris " ${sums[ours]}"); tri_c=$(field tris " ${sums[cgal]}")
+  n_o=$(field triangles " ${sums[ours]}"); n_c=$(field triangles " ${sums[cgal]}")
+  if [ -n "$tri_o" ]; then
+    [ "$tri_o" = "$tri_c" ] && check="same triangle set" || check="DIFFERENT triangle sets ($n_o / $n_c triangles)"
+  else
+    check="triangles $n_o / $n_c"
+  fi
+  h_o=$(field hits " ${sums[ours]}"); h_c=$(field hits " ${sums[cgal]}")
+  z_o=$(field zsum " ${sums[ours]}"); z_c=$(field zsum " ${sums[cgal]}")
+  if [ -n "$h_o" ]; then
+    [ "$h_o $z_o" = "$h_c $z_c" ] && check+=", same hits and z sum" || check+=", hits/z sum $h_o $z_o / $h_c $z_c"
   fi
   ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a == "-" || b == "-" || b == 0) print "-"; else printf "%.2f", a / b }'; }
   printf '%-11s %9s %9s %7s %9s %9s %7s %9s %9s %7s  %s\n' "$c" "$ours_t" "$cgal_t" "$(ratio "$ours_t" "$cgal_t")" \
