@@ -5,8 +5,17 @@
 #include "KrTesGeometry/boolean/KrMeshTrans.h"
 #include "KrTesGeometry/mesh/KrMeshSolid.h"
 #include "boolean/KrBooleanCut.h"
+#include "boolean/KrExactCut.h"
 
 namespace TesTriMesh {
+
+namespace {
+CKrMeshBoolean::CutEngine g_cutEngine = CKrMeshBoolean::CutEngine::kTolerant;
+}  // namespace
+
+void CKrMeshBoolean::SetCutEngine(CutEngine engine) { g_cutEngine = engine; }
+
+CKrMeshBoolean::CutEngine CKrMeshBoolean::GetCutEngine() { return g_cutEngine; }
 
 bool CKrMeshBoolean::ClassifyMesh_New(CKrMeshData& reference, CKrMeshData& target, std::vector<CKrSeg3d>& segments,
                                       std::vector<_sTri*>& outside, std::vector<_sTri*>& inside,
@@ -21,6 +30,28 @@ bool CKrMeshBoolean::ClassifyMesh_New(CKrMeshData& reference, CKrMeshData& targe
     if (&reference == &target) {
         segments.clear();
         return false;
+    }
+    if (g_cutEngine == CutEngine::kExact) {
+        for (CKrMeshData* m : {&reference, &target}) {
+            m->ResetSign();
+            for (_sTri* t : m->m_setTri) t->bSign = false;
+        }
+        exact::KrExactCutResult res;
+        const bool cut = exact::ExactCut(reference, target, !reference.m_setTri.empty(), res);
+        segments = std::move(res.segments);
+        if (reference.m_setTri.empty()) {
+            outside = SortedTris(target);
+            return cut;
+        }
+        outside = std::move(res.lists[0]);
+        inside = std::move(res.lists[1]);
+        same = std::move(res.lists[2]);
+        opposite = std::move(res.lists[3]);
+        fifth = std::move(res.lists[4]);
+        lastSeed = res.lastSeed;
+        const bool closedReference = CheckClosedSolid(reference).IsSolid();
+        const std::size_t sorted = outside.size() + inside.size() + same.size() + opposite.size() + fifth.size();
+        return cut && closedReference && fifth.empty() && sorted == target.m_setTri.size();
     }
     std::unordered_set<_sTri*> coplanar;
     const bool cut = Cut(reference, target, segments, &coplanar);

@@ -9,6 +9,7 @@
 #include <unordered_set>
 
 #include "boolean/KrBooleanCut.h"
+#include "boolean/KrExactCut.h"
 #include "KrTesGeometry/boolean/KrMeshBoolean.h"
 #include "KrTesGeometry/boolean/KrMeshTrans.h"
 #include "KrTesGeometry/geom/GeoVector.h"
@@ -547,6 +548,18 @@ bool CKrMeshBoolean::CutMesh(CKrMeshData& mesh, const std::vector<CutPiece>& pie
 
 bool CKrMeshBoolean::IntersectMesh(CKrMeshData& meshA, CKrMeshData& meshB, std::vector<CKrSeg3d>& segments)
 {
+    if (GetCutEngine() == CutEngine::kExact) {
+        segments.clear();
+        if (&meshA == &meshB) return false;
+        for (CKrMeshData* m : {&meshA, &meshB}) {
+            m->ResetSign();
+            for (_sTri* t : m->m_setTri) t->bSign = false;
+        }
+        exact::KrExactCutResult res;
+        const bool ok = exact::ExactCut(meshA, meshB, false, res);
+        segments = std::move(res.segments);
+        return ok;
+    }
     return Cut(meshA, meshB, segments, nullptr);
 }
 

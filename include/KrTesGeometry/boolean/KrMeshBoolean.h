@@ -46,6 +46,36 @@ namespace TesTriMesh {
 // class of its neighbour across a free edge.
 class KRTES_API CKrMeshBoolean {
 public:
+    // Which cut ClassifyMesh_New and IntersectMesh run (one setting for the
+    // process). kTolerant, the default, is the cut described above.
+    //
+    // kExact decides everything exactly: triangle pairs come from a cell
+    // grid over both meshes' triangle boxes; each pair is intersected with
+    // exact orientation predicates on the input coordinates; every point of
+    // the intersection is named by the simplices of the two meshes (vertex,
+    // edge or triangle) holding it in their relative interiors, so one point
+    // found from several pairs is one point, and points off the inputs stay
+    // implicit (a segment meeting a plane, two segments meeting in a plane)
+    // under exact, filtered predicates. Met triangles are re-triangulated in
+    // their planes with the intersection as constraints. Edges both meshes
+    // then have bound the regions of the target; a region is sorted by the
+    // exact position of one of its triangles against the two reference
+    // triangles at such an edge (lying in one of them: same or opposite by
+    // facing), one without such an edge by the parity of an upward ray,
+    // symbolically perturbed, from one of its input vertices. Points are
+    // rounded once, when written; written points closer than g_dVerTol to
+    // each other or to a vertex of either mesh merge alike in both meshes,
+    // and pieces that collapse, or fold onto a triangle in opposite winding,
+    // are dropped with it. Features smaller than g_dVerTol therefore still
+    // lose detail: an intersection line passing closer than the tolerance
+    // to a vertex is pulled through it. Known limits: re-triangulation adds
+    // no Delaunay flips, so large triangles crossed by many lines (cubes
+    // against rotated cubes) get slivers that rounding can fold; such
+    // results may show self-intersections or open edges.
+    enum class CutEngine { kExact, kTolerant };
+    static void SetCutEngine(CutEngine engine);
+    static CutEngine GetCutEngine();
+
     // Cuts both meshes along their intersection (as above) and sorts the
     // triangles of `target` against the solid of `reference`:
     //  outside   in front of the reference surface (outside the solid);
