@@ -113,18 +113,9 @@ void FillPart(const std::vector<_sTri*>& tris, std::vector<_sVertex*>& vers, CGe
 
 CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_meshA(0.01), m_meshB(0.01)
 {
-    std::vector<CKrSeg3d> segments;
-    CKrTri3d seed;
-    m_bClassifiedA = CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame,
-                                                      m_vecAOpposite, m_vecAFifth, seed);
-    WriteSort(kDiagSegments1, segments, m_vecAOutside, m_vecAInside, m_vecASame);
-    // B is sorted against a copy of A as the first sort cut it: the copy
-    // has the intersection points both cut meshes share, exactly, so the
-    // second cut finds the intersection already there and B's seam stays
-    // the one A has (a copy of A as it was would cut B again near its seam,
-    // at points A does not have). The copy's triangles are made in the
-    // order of their position keys, so that it does not inherit the memory
-    // order of A's records.
+    // B is later sorted against A as it was before the first sort cut it.
+    // The copy's triangles are made in the order of their position keys, so
+    // that it does not inherit the memory order of A's records.
     CKrMeshData copyA(0.01);
     {
         std::vector<CKrPoint3d> pts;
@@ -139,6 +130,11 @@ CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_mes
         });
         copyA.InputData(pts, ids, true);
     }
+    std::vector<CKrSeg3d> segments;
+    CKrTri3d seed;
+    m_bClassifiedA = CKrMeshBoolean::ClassifyMesh_New(meshB, meshA, segments, m_vecAOutside, m_vecAInside, m_vecASame,
+                                                      m_vecAOpposite, m_vecAFifth, seed);
+    WriteSort(kDiagSegments1, segments, m_vecAOutside, m_vecAInside, m_vecASame);
     m_bClassifiedB = CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame,
                                                       m_vecBOpposite, m_vecBFifth, seed);
     WriteSort(kDiagSegments2, segments, m_vecBOutside, m_vecBInside, m_vecBSame);
