@@ -16,9 +16,8 @@ namespace {
 template <class Take>
 bool ReadNumberLines(const std::string& path, Take take, std::string& err)
 {
-    std::string text;
-    if (!io::ReadWholeFile(path, text, err)) return false;
-    io::CKrTextScanner sc(path, text);
+    io::CKrLineReader sc(path);
+    if (!sc.Open(err)) return false;
     std::vector<double> v;
     std::string_view bad;
     std::string why;
@@ -41,7 +40,7 @@ bool ReadNumberLines(const std::string& path, Take take, std::string& err)
             return false;
         }
     }
-    return true;
+    return sc.Finish(err);
 }
 
 const char* kNotFinite = "coordinate is not finite (NaN or infinite)";

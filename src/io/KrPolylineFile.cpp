@@ -9,9 +9,8 @@ namespace krtes {
 bool ReadPolylineFile(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines, std::size_t minPoints,
                       std::string& err)
 {
-    std::string text;
-    if (!io::ReadWholeFile(path, text, err)) return false;
-    io::CKrTextScanner sc(path, text);
+    io::CKrLineReader sc(path);
+    if (!sc.Open(err)) return false;
     std::vector<std::vector<CKrPoint3d>> out;
     std::vector<CKrPoint3d> cur;
     std::size_t blockStart = 0;
@@ -52,7 +51,7 @@ bool ReadPolylineFile(const std::string& path, std::vector<std::vector<CKrPoint3
         if (cur.empty()) blockStart = sc.LineNo();
         cur.push_back(p);
     }
-    if (!close()) return false;
+    if (!sc.Finish(err) || !close()) return false;
     lines.swap(out);
     return true;
 }

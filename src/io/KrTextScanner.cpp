@@ -1,6 +1,8 @@
 #include "io/KrTextScanner.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -41,6 +43,88 @@ bool CKrTextScanner::NextLine()
     m_pos = next;
     ++m_lineNo;
     return true;
+}
+
+CKrLineReader::CKrLineReader(const std::string& path, std::size_t chunk)
+    : m_path(path), m_chunk(chunk < 16 ? 16 : chunk)
+{
+}
+
+CKrLineReader::~CKrLineReader()
+{
+    if (m_file) std::fclose(m_file);
+}
+
+bool CKrLineReader::Open(std::string& err)
+{
+    m_file = std::fopen(m_path.c_str(), "rb");
+    if (!m_file) {
+        err = m_path + ": cannot open file";
+        return false;
+    }
+    return true;
+}
+
+bool CKrLineReader::Fill()
+{
+    if (m_eof || m_failed || !m_file) return false;
+    // Keep the unread rest (a line begun) at the front, then read behind it.
+    if (m_pos > 0) {
+        std::copy(m_buf.begin() + static_cast<std::ptrdiff_t>(m_pos), m_buf.begin() + static_cast<std::ptrdiff_t>(m_end),
+                  m_buf.begin());
+        m_end -= m_pos;
+        m_pos = 0;
+    }
+    if (m_buf.size() < m_end + m_chunk) m_buf.resize(m_end + m_chunk);
+    const std::size_t got = std::fread(m_buf.data() + m_end, 1, m_chunk, m_file);
+    if (got < m_chunk) {
+        if (std::ferror(m_file)) m_failed = true;
+        m_eof = true;
+    }
+    m_end += got;
+    if (!m_started && m_end >= 3) {
+        m_started = true;
+        if (std::string_view(m_buf.data(), 3) == "\xEF\xBB\xBF") m_pos = 3;
+    } else if (!m_started && m_eof) {
+        m_started = true;  // shorter than a mark
+    }
+    return got > 0;
+}
+
+bool CKrLineReader::NextLine()
+{
+    std::size_t scanFrom = m_pos;
+    for (;;) {
+        const char* base = m_buf.data();
+        const void* nl = m_end > scanFrom ? std::memchr(base + scanFrom, '\n', m_end - scanFrom) : nullptr;
+        if (nl) {
+            const std::size_t e = static_cast<std::size_t>(static_cast<const char*>(nl) - base);
+            std::size_t lineEnd = e;
+            if (lineEnd > m_pos && base[lineEnd - 1] == '\r') --lineEnd;
+            m_line = std::string_view(base + m_pos, lineEnd - m_pos);
+            m_pos = e + 1;
+            ++m_lineNo;
+            return true;
+        }
+        const std::size_t scanned = m_end - m_pos;  // bytes already searched, relative to the rest
+        if (!Fill()) break;
+        scanFrom = m_pos + scanned;
+    }
+    if (m_failed || m_pos >= m_end) return false;
+    // The last line, without a line end.
+    std::size_t lineEnd = m_end;
+    if (lineEnd > m_pos && m_buf[lineEnd - 1] == '\r') --lineEnd;
+    m_line = std::string_view(m_buf.data() + m_pos, lineEnd - m_pos);
+    m_pos = m_end;
+    ++m_lineNo;
+    return true;
+}
+
+bool CKrLineReader::Finish(std::string& err) const
+{
+    if (!m_failed) return true;
+    err = m_path + ": read error";
+    return false;
 }
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f'; }

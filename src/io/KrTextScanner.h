@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,43 @@ private:
     const std::string& m_path;
     std::string_view m_text;
     std::size_t m_pos;
+    std::size_t m_lineNo = 0;
+    std::string_view m_line;
+};
+
+// Walks the lines of a file read in chunks: only the current chunk (at
+// least as long as the longest line) is held, so a file of any size reads in
+// bounded memory. Lines, line numbers, CR and byte-order mark as
+// CKrTextScanner.
+class CKrLineReader {
+public:
+    explicit CKrLineReader(const std::string& path, std::size_t chunk = std::size_t(1) << 20);
+    ~CKrLineReader();
+    CKrLineReader(const CKrLineReader&) = delete;
+    CKrLineReader& operator=(const CKrLineReader&) = delete;
+
+    // Opens the file; on failure err is "path: cannot open file".
+    bool Open(std::string& err);
+    // Moves to the next line; false at the end of the file or on a read
+    // error (then Failed() is true and err, when given, says so).
+    bool NextLine();
+    bool Failed() const { return m_failed; }
+    // "path: read error" after a failed read; true otherwise.
+    bool Finish(std::string& err) const;
+    std::string_view Line() const { return m_line; }
+    std::size_t LineNo() const { return m_lineNo; }
+    const std::string& Path() const { return m_path; }
+    std::string Here() const { return At(m_path, m_lineNo); }
+
+private:
+    bool Fill();  // reads the next chunk behind the unread rest; false when nothing more came
+
+    std::string m_path;
+    std::size_t m_chunk;
+    std::FILE* m_file = nullptr;
+    std::vector<char> m_buf;
+    std::size_t m_pos = 0, m_end = 0;  // the unread bytes are m_buf[m_pos, m_end)
+    bool m_eof = false, m_failed = false, m_started = false;
     std::size_t m_lineNo = 0;
     std::string_view m_line;
 };

@@ -70,6 +70,9 @@ void Put(std::string& buf, T v, bool big = false)
     buf.append(reinterpret_cast<const char*>(b), sizeof(T));
 }
 
+// The same point to the last bit (CKrPoint3d's == allows 1e-6).
+inline bool Same(const CKrPoint3d& a, const CKrPoint3d& b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
+
 inline bool Tri(const KrTesGeo::_sTri_ID& t, int a, int b, int c) { return t[0] == a && t[1] == b && t[2] == c; }
 
 // Volume (divergence theorem) and area of a triangle mesh, and whether every

@@ -7,7 +7,11 @@
 #include <string>
 #include <vector>
 
+#include <fstream>
+#include <random>
+
 #include "io/KrTextScanner.h"
+#include "support/ScratchDir.h"
 
 using krtes::io::CKrTextScanner;
 
@@ -53,4 +57,44 @@ TEST(KrTextScanner, LinesFieldsAndNumbers)
     double d = 0;
     EXPECT_TRUE(krtes::io::ToDouble("-inf", d) && std::isinf(d));  // callers check finiteness
     EXPECT_FALSE(krtes::io::ToDouble("1e99999", d));                // out of range is not a number
+}
+
+TEST(KrTextScanner, ChunkedReaderGivesTheSameLines)
+{
+    // Random text of short and long lines, LF and CRLF, a byte-order mark
+    // and a missing final line end, read through chunks of every small size
+    // (lines straddling many chunk boundaries) and whole: the same lines and
+    // numbers.
+    testmesh::ScratchDir dir;
+    std::mt19937 rng(5);
+    for (int round = 0; round < 20; ++round) {
+        std::string text = round % 2 ? "\xEF\xBB\xBF" : "";
+        const int n = 1 + static_cast<int>(rng() % 40);
+        for (int l = 0; l < n; ++l) {
+            const int len = static_cast<int>(rng() % (l % 7 == 0 ? 200 : 12));
+            for (int k = 0; k < len; ++k) text += static_cast<char>('a' + rng() % 26);
+            if (l + 1 < n || round % 3) text += rng() % 2 ? "\r\n" : "\n";
+        }
+        const std::string path = dir.Path("chunks.txt");
+        std::ofstream(path, std::ios::binary) << text;
+        std::vector<std::string> whole;
+        CKrTextScanner sc(path, text);
+        while (sc.NextLine()) whole.emplace_back(sc.Line());
+        for (std::size_t chunk : {16, 17, 31, 64, 1 << 20}) {
+            krtes::io::CKrLineReader rd(path, chunk);
+            std::string err;
+            ASSERT_TRUE(rd.Open(err)) << err;
+            std::vector<std::string> got;
+            while (rd.NextLine()) {
+                got.emplace_back(rd.Line());
+                EXPECT_EQ(rd.LineNo(), got.size());
+            }
+            EXPECT_TRUE(rd.Finish(err));
+            EXPECT_EQ(got, whole) << "round " << round << ", chunk " << chunk;
+        }
+    }
+    std::string err;
+    krtes::io::CKrLineReader missing(dir.Path("none.txt"));
+    EXPECT_FALSE(missing.Open(err));
+    EXPECT_EQ(err, dir.Path("none.txt") + ": cannot open file");
 }
