@@ -6,6 +6,10 @@
 #include "KrTesGeometry/io/KrPlyFile.h"
 #include "KrTesGeometry/io/KrPointFile.h"
 #include "KrTesGeometry/io/KrStlFile.h"
+#include "KrTesGeometry/io/KrSurveyFiles.h"
+#ifdef KRTES_HAVE_PUGIXML
+#include "KrTesGeometry/io/KrLandXmlFile.h"
+#endif
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 #include "KrTesGeometry/tin/KrDelaunay.h"
@@ -95,6 +99,18 @@ bool ReadSurfaceFile(const std::string& path, TesTriMesh::CKrMeshData& mesh, std
         how = "mesh of " + std::to_string(mesh.TriNum()) + " triangles";
         return true;
     }
+    if (IsSurveySurfaceName(path)) {  // LandXML, elevation grids
+        std::vector<CKrPoint3d> pts;
+        std::vector<_sTri_ID> tris;
+        std::string crs;
+        if (!ReadSurvey(path, pts, tris, crs, how, err)) return false;
+        mesh.InputData(pts, tris, true);
+        if (mesh.TriNum() == 0) {
+            err = path + ": no usable triangle";
+            return false;
+        }
+        return true;
+    }
     std::vector<CKrPoint3d> pts;
     if (!ReadPointFile(path, pts, err)) return false;
     mesh.ClearAllData();
@@ -119,7 +135,16 @@ bool WriteMeshFile(const std::string& path, const std::vector<CKrPoint3d>& pts, 
     const std::string ext = Extension(path);
     if (ext == ".obj") return WriteObjFile(path, pts, tris, err);
     if (ext == ".ply") return WritePlyFile(path, pts, tris, err);
+#ifdef KRTES_HAVE_PUGIXML
+    if (IsLandXmlFileName(path)) {
+        SKrLandXmlFile f;
+        f.surfaces.push_back(MakeLandXmlSurface("TIN", pts, tris));
+        return WriteLandXmlFile(path, f, err);
+    }
+    err = path + ": unknown output format '" + ext + "' (use .obj, .ply or .xml)";
+#else
     err = path + ": unknown output format '" + ext + "' (use .obj or .ply)";
+#endif
     return false;
 }
 

@@ -44,13 +44,16 @@ KRTESIO_API bool ReadMeshFile(const std::string& path, CGeDataTriMesh& mesh, std
 KRTESIO_API bool IsMeshFileName(const std::string& path);
 
 // A surface for the commands that query one: a mesh file (by extension, as
-// ReadMeshFile), or else a point file (ReadPointFile) triangulated into a
-// Delaunay TIN. `how` describes what was read, for the command's report.
+// ReadMeshFile), a LandXML surface or an elevation grid (as ReadSurvey in
+// KrSurveyFiles.h, where KrTesIO has their formats), or else a point file
+// (ReadPointFile) triangulated into a Delaunay TIN. `how` describes what was
+// read, for the command's report.
 KRTESIO_API bool ReadSurfaceFile(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::string& how,
                                  std::string& err);
 
-// Writes a triangle mesh, as OBJ (".obj") or binary little-endian PLY
-// (".ply") by the file's extension. The file is written under a temporary
+// Writes a triangle mesh, as OBJ (".obj"), binary little-endian PLY
+// (".ply") or, where KrTesIO has LandXML, a LandXML TIN surface with its
+// outline (".xml"), by the file's extension. The file is written under a temporary
 // name and renamed at the end, so a failed write leaves nothing behind.
 KRTESIO_API bool WriteMeshFile(const std::string& path, const std::vector<CKrPoint3d>& pts,
                                const std::vector<KrTesGeo::_sTri_ID>& tris, std::string& err);
