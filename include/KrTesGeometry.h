@@ -43,6 +43,7 @@
 #include <KrTesGeometry/boolean/KrMeshBoolean.h>
 #include <KrTesGeometry/boolean/KrSolidBoolean.h>
 #include <KrTesGeometry/collision/KrCollision.h>
+#include <KrTesGeometry/collision/KrMeshContact.h>
 
 // The file formats (OBJ, PLY, STL, point and polyline files) are a library
 // of their own, KrTesIO, on top of this one: include
