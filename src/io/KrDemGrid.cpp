@@ -75,7 +75,10 @@ std::vector<unsigned char> BorderEdges(const std::vector<_sTri_ID>& tris)
 std::size_t SampleSurface(const std::vector<CKrPoint3d>& pts, const std::vector<_sTri_ID>& tris, SKrDemGrid& grid)
 {
     if (grid.cols <= 0 || grid.rows <= 0 || grid.z.size() != static_cast<std::size_t>(grid.cols) * grid.rows) return 0;
-    const std::vector<unsigned char> border = BorderEdges(tris);
+    // Which edges are on the border matters only for a centre exactly on an
+    // edge the tie rule gives away: worked out the first time that happens.
+    std::vector<unsigned char> border;
+    bool haveBorder = false;
     const int32_t n = static_cast<int32_t>(pts.size());
     const double cell = grid.cell;
     std::size_t set = 0;
@@ -83,21 +86,30 @@ std::size_t SampleSurface(const std::vector<CKrPoint3d>& pts, const std::vector<
         const _sTri_ID& id = tris[t];
         if (id[0] < 0 || id[1] < 0 || id[2] < 0 || id[0] >= n || id[1] >= n || id[2] >= n) continue;
         const CKrPoint3d* v[3] = {&pts[id[0]], &pts[id[1]], &pts[id[2]]};
-        bool incl[3];  // whether a centre exactly on edge k (v[k] -> v[k+1]) belongs to this triangle
-        for (int k = 0; k < 3; ++k) incl[k] = (border[t] >> k) & 1;
+        int edgeNo[3] = {0, 1, 2};  // edge k (v[k] -> v[k+1]) is the file's edge edgeNo[k]
         const int turn = Orient2dExact(*v[0], *v[1], *v[2]);
         if (turn == 0) continue;
         if (turn < 0) {  // walk counter-clockwise: swap corners 1 and 2 (edges 0 and 2 swap, edge 1 turns)
             std::swap(v[1], v[2]);
-            std::swap(incl[0], incl[2]);
+            std::swap(edgeNo[0], edgeNo[2]);
         }
         // The tie rule for shared edges: the left edges and the top edge.
         // The two triangles of an edge run it in opposite directions, so
-        // exactly one of them takes a centre on it.
+        // exactly one of them takes a centre on it. A border edge has no
+        // second triangle: a centre on it is this one's.
+        bool incl[3];
         for (int k = 0; k < 3; ++k) {
             const CKrPoint3d &p = *v[k], &q = *v[(k + 1) % 3];
-            if (q.y < p.y || (q.y == p.y && q.x < p.x)) incl[k] = true;
+            incl[k] = q.y < p.y || (q.y == p.y && q.x < p.x);
         }
+        const auto onEdge = [&](int k) {
+            if (incl[k]) return true;
+            if (!haveBorder) {
+                border = BorderEdges(tris);
+                haveBorder = true;
+            }
+            return ((border[t] >> edgeNo[k]) & 1) != 0;
+        };
         // The plane z = z0 + gx (x - x0) + gy (y - y0) through the corners.
         const CKrPoint3d& a = *v[0];
         const double ux = v[1]->x - a.x, uy = v[1]->y - a.y, uz = v[1]->z - a.z;
@@ -106,7 +118,12 @@ std::size_t SampleSurface(const std::vector<CKrPoint3d>& pts, const std::vector<
         const double gx = (uz * wy - uy * wz) / det, gy = (ux * wz - uz * wx) / det;
 
         const double ylo = std::min({v[0]->y, v[1]->y, v[2]->y}), yhi = std::max({v[0]->y, v[1]->y, v[2]->y});
-        const double rlo = std::ceil((grid.ymax - yhi) / cell - 0.5) - 1, rhi = std::floor((grid.ymax - ylo) / cell - 0.5) + 1;
+        // Rows and columns whose centres may lie in the footprint, widened by
+        // far more than the rounding of these floating bounds (a few units in
+        // the last place of the coordinates) and far less than a cell: the
+        // exact test below decides each candidate.
+        const double ypad = 1e-9 * (std::fabs(ylo) + std::fabs(yhi)) / cell + 1e-9;
+        const double rlo = std::ceil((grid.ymax - yhi) / cell - 0.5 - ypad), rhi = std::floor((grid.ymax - ylo) / cell - 0.5 + ypad);
         if (rhi < 0 || rlo >= grid.rows) continue;
         const int32_t r0 = static_cast<int32_t>(std::max(0.0, rlo)), r1 = static_cast<int32_t>(std::min<double>(grid.rows - 1, rhi));
         for (int32_t r = r0; r <= r1; ++r) {
@@ -128,7 +145,8 @@ std::size_t SampleSurface(const std::vector<CKrPoint3d>& pts, const std::vector<
                 xr = std::max(xr, x);
             }
             if (!(xl <= xr)) continue;
-            const double clo = std::ceil((xl - grid.xmin) / cell - 0.5) - 1, chi = std::floor((xr - grid.xmin) / cell - 0.5) + 1;
+            const double xpad = 1e-9 * (std::fabs(xl) + std::fabs(xr)) / cell + 1e-9;
+            const double clo = std::ceil((xl - grid.xmin) / cell - 0.5 - xpad), chi = std::floor((xr - grid.xmin) / cell - 0.5 + xpad);
             if (chi < 0 || clo >= grid.cols) continue;
             const int32_t c0 = static_cast<int32_t>(std::max(0.0, clo)), c1 = static_cast<int32_t>(std::min<double>(grid.cols - 1, chi));
             float* row = &grid.z[static_cast<std::size_t>(r) * grid.cols];
@@ -138,7 +156,7 @@ std::size_t SampleSurface(const std::vector<CKrPoint3d>& pts, const std::vector<
                 for (int k = 0; k < 3 && in; ++k) {
                     const CKrPoint3d &p = *v[k], &q = *v[(k + 1) % 3];
                     const int o = Orient2dExact(p.x, p.y, q.x, q.y, xc, yc);
-                    in = o > 0 || (o == 0 && incl[k]);
+                    in = o > 0 || (o == 0 && onEdge(k));
                 }
                 if (!in) continue;
                 const float z = static_cast<float>(a.z + gx * (xc - a.x) + gy * (yc - a.y));
