@@ -45,6 +45,10 @@
 #include <KrTesGeometry/collision/KrCollision.h>
 #include <KrTesGeometry/collision/KrMeshContact.h>
 
+// Earthworks: cut and fill between surfaces, contours.
+#include <KrTesGeometry/earthworks/KrEarthVolume.h>
+#include <KrTesGeometry/earthworks/KrContour.h>
+
 // The file formats (OBJ, PLY, STL, point and polyline files) are a library
 // of their own, KrTesIO, on top of this one: include
 // <KrTesGeometry/io/KrTesIO.h> and link KrTesGeometry::KrTesIO.
