@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "KrTesGeometry/collision/KrCollision.h"
+#include "KrTesGeometry/collision/KrMeshContact.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 
 namespace {
@@ -49,10 +50,47 @@ void BM_CollisionTouching(benchmark::State& state) { Check(state, kNx, 0.0, true
 void BM_CollisionApart(benchmark::State& state) { Check(state, kNx + 70.0, 0.0, false); }
 void BM_CollisionHovering(benchmark::State& state) { Check(state, 0.0, 0.3, false); }
 
+// The same three terrain pairs through CKrMeshContact: each iteration builds
+// both hierarchies over every triangle and answers the exact contact query
+// and the true distance.
+void MeshContact(benchmark::State& state, double x0, double dz, bool expectContact)
+{
+    const CGeDataTriMesh a = Terrain(0.0, 0.0), b = Terrain(x0, dz);
+    double dist = 0.0;
+    for (auto _ : state) {
+        TesTriMesh::CKrMeshContact ma, mb;
+        if (!ma.Build(a) || !mb.Build(b)) state.SkipWithError("build failed");
+        if (ma.Intersects(mb) != expectContact) state.SkipWithError("unexpected contact answer");
+        dist = ma.Distance(mb).distance;
+    }
+    state.counters["distance"] = dist;
+    state.counters["triangles"] = static_cast<double>(a.GetTriCount() + b.GetTriCount());
+}
+
+// One hierarchy build over 100,000 triangles.
+void BM_MeshContactBuild(benchmark::State& state)
+{
+    const CGeDataTriMesh a = Terrain(0.0, 0.0);
+    for (auto _ : state) {
+        TesTriMesh::CKrMeshContact m;
+        if (!m.Build(a)) state.SkipWithError("build failed");
+        benchmark::DoNotOptimize(m.TriCount());
+    }
+}
+
+void BM_MeshContactTouching(benchmark::State& state) { MeshContact(state, kNx, 0.0, true); }
+void BM_MeshContactApart(benchmark::State& state) { MeshContact(state, kNx + 70.0, 0.0, false); }
+void BM_MeshContactHovering(benchmark::State& state) { MeshContact(state, 0.0, 0.3, false); }
+
 }  // namespace
 
 BENCHMARK(BM_CollisionTouching)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CollisionApart)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CollisionHovering)->Unit(benchmark::kMillisecond);
+
+BENCHMARK(BM_MeshContactBuild)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MeshContactTouching)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MeshContactApart)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MeshContactHovering)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

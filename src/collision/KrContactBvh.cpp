@@ -37,6 +37,7 @@ KrAabb EmptyBox()
 
 struct Work {
     int32_t node, begin, end;
+    KrAabb box, cbox;  // of the triangles and of their centroids
 };
 
 inline void Sub(const double* a, const double* b, double* r)
@@ -125,23 +126,29 @@ void CKrContactBvh::Build(const std::vector<double>& xyz, const std::vector<int3
 
     m_nodes.reserve(static_cast<std::size_t>(nt) / 2 + 2);
     m_nodes.push_back(KrBvhNode{});
-    std::vector<Work> stack;
-    stack.push_back(Work{0, 0, nt});
     std::vector<uint8_t> bin(static_cast<std::size_t>(nt));
+    // The boxes of a range, for the root and after a split by rank.
+    const auto bounds = [&](Work& w) {
+        w.box = EmptyBox();
+        w.cbox = EmptyBox();
+        for (int32_t i = w.begin; i < w.end; ++i) {
+            const int32_t t = perm[i];
+            Grow(w.box, boxes[t]);
+            const double* c = &cen[3 * static_cast<std::size_t>(t)];
+            Grow(w.cbox, KrAabb{{c[0], c[1], c[2]}, {c[0], c[1], c[2]}});
+        }
+    };
+    std::vector<Work> stack;
+    Work root{0, 0, nt, {}, {}};
+    bounds(root);
+    stack.push_back(root);
 
     while (!stack.empty()) {
         const Work w = stack.back();
         stack.pop_back();
-        KrAabb box = EmptyBox(), cbox = EmptyBox();
-        for (int32_t i = w.begin; i < w.end; ++i) {
-            const int32_t t = perm[i];
-            Grow(box, boxes[t]);
-            const double* c = &cen[3 * static_cast<std::size_t>(t)];
-            const KrAabb cb{{c[0], c[1], c[2]}, {c[0], c[1], c[2]}};
-            Grow(cbox, cb);
-        }
+        const KrAabb& cbox = w.cbox;
         KrBvhNode& node = m_nodes[w.node];
-        node.box = box;
+        node.box = w.box;
         const int32_t count = w.end - w.begin;
         if (count <= kLeafSize) {
             node.first = w.begin;
@@ -153,19 +160,23 @@ void CKrContactBvh::Build(const std::vector<double>& xyz, const std::vector<int3
             if (cbox.hi[k] - cbox.lo[k] > cbox.hi[axis] - cbox.lo[axis]) axis = k;
         const double lo = cbox.lo[axis], ext = cbox.hi[axis] - lo;
         int32_t mid = w.begin;
+        Work left{0, 0, 0, EmptyBox(), EmptyBox()}, right = left;
         if (ext > 0.0) {
-            // Binned surface-area split along the widest centroid axis.
+            // Binned surface-area split along the widest centroid axis; the
+            // bins also give the children's boxes.
             const double scale = kBins / ext;
             int32_t binCount[kBins] = {};
-            KrAabb binBox[kBins];
-            for (auto& b : binBox) b = EmptyBox();
+            KrAabb binBox[kBins], binCen[kBins];
+            for (int b = 0; b < kBins; ++b) binBox[b] = binCen[b] = EmptyBox();
             for (int32_t i = w.begin; i < w.end; ++i) {
                 const int32_t t = perm[i];
-                int b = static_cast<int>((cen[3 * static_cast<std::size_t>(t) + axis] - lo) * scale);
+                const double* c = &cen[3 * static_cast<std::size_t>(t)];
+                int b = static_cast<int>((c[axis] - lo) * scale);
                 b = std::min(std::max(b, 0), kBins - 1);
                 bin[t] = static_cast<uint8_t>(b);
                 ++binCount[b];
                 Grow(binBox[b], boxes[t]);
+                Grow(binCen[b], KrAabb{{c[0], c[1], c[2]}, {c[0], c[1], c[2]}});
             }
             double rightArea[kBins];
             int32_t rightCount[kBins];
@@ -196,8 +207,21 @@ void CKrContactBvh::Build(const std::vector<double>& xyz, const std::vector<int3
                     std::partition(perm.begin() + w.begin, perm.begin() + w.end,
                                    [&](int32_t t) { return bin[t] <= bestSplit; }) -
                     perm.begin());
+                for (int b = 0; b < kBins; ++b) {
+                    if (!binCount[b]) continue;
+                    Work& side = b <= bestSplit ? left : right;
+                    Grow(side.box, binBox[b]);
+                    Grow(side.cbox, binCen[b]);
+                }
             }
         }
+        const int32_t first = static_cast<int32_t>(m_nodes.size());
+        left.node = first;
+        left.begin = w.begin;
+        left.end = mid;
+        right.node = first + 1;
+        right.begin = mid;
+        right.end = w.end;
         if (mid <= w.begin || mid >= w.end) {
             // Centroids that cannot be told apart along the axis: halve by
             // rank (index breaks ties, so the split is reproducible).
@@ -208,14 +232,16 @@ void CKrContactBvh::Build(const std::vector<double>& xyz, const std::vector<int3
                                  const double cb = cen[3 * static_cast<std::size_t>(b) + axis];
                                  return ca < cb || (ca == cb && a < b);
                              });
+            left.end = right.begin = mid;
+            bounds(left);
+            bounds(right);
         }
-        const int32_t left = static_cast<int32_t>(m_nodes.size());
-        m_nodes[w.node].first = left;
+        m_nodes[w.node].first = first;
         m_nodes[w.node].count = 0;
         m_nodes.push_back(KrBvhNode{});
         m_nodes.push_back(KrBvhNode{});
-        stack.push_back(Work{left + 1, mid, w.end});
-        stack.push_back(Work{left, w.begin, mid});
+        stack.push_back(right);
+        stack.push_back(left);
     }
 
     // Leaves list their triangles by index; slots take the corners in that

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <mutex>
 #include <unordered_map>
 
 #include "KrTesGeometry/geom/KrSpaceMath.h"
@@ -175,16 +176,19 @@ public:
     std::vector<double> xyz;   // three a point
     std::vector<int32_t> tri;  // three a triangle
     CKrContactBvh bvh;
-    bool closed = false;
     std::string error;
+    // Closedness is worked out on first use (a sort of every edge would
+    // double the cost of a build that never needs it).
+    mutable std::once_flag closedOnce;
+    mutable bool closed = false;
 
     void Clear()
     {
         xyz.clear();
         tri.clear();
         bvh.Clear();
-        closed = false;
     }
+    bool Closed() const;
 
     bool Finish();
     // Pairs meeting. With `all`, gathers every pair; otherwise keeps in
@@ -212,25 +216,6 @@ bool CKrMeshContact::Impl::Finish()
             Clear();
             return false;
         }
-    }
-    // Closed: every undirected edge on exactly two triangles.
-    std::vector<uint64_t> edges;
-    edges.reserve(tri.size());
-    bool collapsed = false;
-    for (std::size_t i = 0; i < tri.size(); i += 3) {
-        for (int k = 0; k < 3; ++k) {
-            const uint32_t u = static_cast<uint32_t>(tri[i + k]), v = static_cast<uint32_t>(tri[i + (k + 1) % 3]);
-            if (u == v) collapsed = true;
-            edges.push_back((static_cast<uint64_t>(std::min(u, v)) << 32) | std::max(u, v));
-        }
-    }
-    std::sort(edges.begin(), edges.end());
-    closed = !edges.empty() && !collapsed;
-    for (std::size_t i = 0; closed && i < edges.size();) {
-        std::size_t j = i;
-        while (j < edges.size() && edges[j] == edges[i]) ++j;
-        closed = (j - i == 2);
-        i = j;
     }
     bvh.Build(xyz, tri);
     error.clear();
@@ -298,6 +283,32 @@ void CKrMeshContact::Impl::Meet(const Impl& other, const CPlacement& place, CKrC
             return x.triA < y.triA || (x.triA == y.triA && x.triB < y.triB);
         });
     }
+}
+
+bool CKrMeshContact::Impl::Closed() const
+{
+    // Every undirected edge on exactly two triangles.
+    std::call_once(closedOnce, [this] {
+        std::vector<uint64_t> edges;
+        edges.reserve(tri.size());
+        bool collapsed = false;
+        for (std::size_t i = 0; i < tri.size(); i += 3) {
+            for (int k = 0; k < 3; ++k) {
+                const uint32_t u = static_cast<uint32_t>(tri[i + k]), v = static_cast<uint32_t>(tri[i + (k + 1) % 3]);
+                if (u == v) collapsed = true;
+                edges.push_back((static_cast<uint64_t>(std::min(u, v)) << 32) | std::max(u, v));
+            }
+        }
+        std::sort(edges.begin(), edges.end());
+        closed = !edges.empty() && !collapsed;
+        for (std::size_t i = 0; closed && i < edges.size();) {
+            std::size_t j = i;
+            while (j < edges.size() && edges[j] == edges[i]) ++j;
+            closed = (j - i == 2);
+            i = j;
+        }
+    });
+    return closed;
 }
 
 CKrMeshDistance CKrMeshContact::Impl::Distance(const Impl& other, const CPlacement& place, double stopBelow) const
@@ -425,9 +436,8 @@ CKrMeshContact& CKrMeshContact::operator=(CKrMeshContact&&) noexcept = default;
 
 bool CKrMeshContact::Build(const std::vector<CKrPoint3d>& pts, const std::vector<KrTesGeo::_sTri_ID>& tris)
 {
-    if (!m_impl) m_impl.reset(new Impl);
+    m_impl.reset(new Impl);
     Impl& m = *m_impl;
-    m.Clear();
     m.xyz.reserve(pts.size() * 3);
     for (const CKrPoint3d& p : pts) {
         m.xyz.push_back(p.x);
@@ -441,9 +451,8 @@ bool CKrMeshContact::Build(const std::vector<CKrPoint3d>& pts, const std::vector
 
 bool CKrMeshContact::Build(const CGeDataTriMesh& mesh)
 {
-    if (!m_impl) m_impl.reset(new Impl);
+    m_impl.reset(new Impl);
     Impl& m = *m_impl;
-    m.Clear();
     const int32_t np = mesh.GetPointCount(), nt = mesh.GetTriCount();
     m.xyz.reserve(static_cast<std::size_t>(np) * 3);
     for (int32_t i = 0; i < np; ++i) {
@@ -472,9 +481,8 @@ bool CKrMeshContact::Build(const CGeDataTriMesh& mesh)
 
 bool CKrMeshContact::Build(const CKrMeshData& mesh)
 {
-    if (!m_impl) m_impl.reset(new Impl);
+    m_impl.reset(new Impl);
     Impl& m = *m_impl;
-    m.Clear();
     std::unordered_map<const _sVertex*, int32_t> number;
     number.reserve(mesh.m_setVer.size());
     for (const _sVertex* v : mesh.m_setVer) {
@@ -504,10 +512,14 @@ bool CKrMeshContact::Build(const CKrMeshData& mesh)
     return m.Finish();
 }
 
-const std::string& CKrMeshContact::Error() const { return m_impl->error; }
+const std::string& CKrMeshContact::Error() const
+{
+    static const std::string none;
+    return m_impl ? m_impl->error : none;
+}
 std::size_t CKrMeshContact::TriCount() const { return m_impl ? m_impl->tri.size() / 3 : 0; }
 std::size_t CKrMeshContact::PointCount() const { return m_impl ? m_impl->xyz.size() / 3 : 0; }
-bool CKrMeshContact::IsClosed() const { return m_impl && m_impl->closed; }
+bool CKrMeshContact::IsClosed() const { return m_impl && m_impl->Closed(); }
 
 bool CKrMeshContact::GetTriangle(int32_t i, CKrPoint3d& a, CKrPoint3d& b, CKrPoint3d& c) const
 {
