@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -131,46 +132,38 @@ bool ReadSolid(const std::string& path, TesTriMesh::CKrMeshData& mesh, double& v
     return true;
 }
 
-}  // namespace
-
-int CmdBoolean(int argc, char** argv)
-{
+struct BooleanArgs {
     std::string inA, inB, op, out, diag;
     bool keepBroken = false;
-    for (int i = 0; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "--keep-broken") {
-            keepBroken = true;
-        } else if (a == "--op") {
-            if (!NextValue(argc, argv, i, op)) return Fail("--op needs union, intersection, a-minus-b or b-minus-a");
-        } else if (a == "-o" || a == "--output") {
-            if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
-        } else if (a == "--diagnostics") {
-            if (!NextValue(argc, argv, i, diag)) return Fail("--diagnostics needs a directory");
-        } else if (!a.empty() && a[0] == '-') {
-            return Fail("boolean: unknown option '" + a + "' (see krtes --help)");
-        } else if (inA.empty()) {
-            inA = a;
-        } else if (inB.empty()) {
-            inB = a;
-        } else {
-            return Fail("boolean: more than two solids given");
-        }
-    }
-    if (inA.empty() || inB.empty()) return Fail("boolean: two solids A and B are needed (OBJ, PLY or STL)");
-    if (op != "union" && op != "intersection" && op != "a-minus-b" && op != "b-minus-a")
-        return Fail("boolean: --op must be union, intersection, a-minus-b or b-minus-a");
-    if (out.empty()) return Fail("boolean: -o OUT is needed");
-    const std::string ext = Extension(out);
-    if (ext != ".obj" && ext != ".ply") return Fail(out + ": unknown output format (use .obj or .ply)");
+};
 
+// What the sort made of one solid, for the JSON report.
+nlohmann::json SortJson(const std::string& file, long before, long after, double volume, bool turned,
+                        std::size_t outside, std::size_t inside, std::size_t same, std::size_t opposite)
+{
+    return {{"file", file},       {"triangles", before}, {"triangles_cut", after}, {"volume", volume},
+            {"turned_outward", turned}, {"outside", outside}, {"inside", inside},   {"same", same},
+            {"opposite", opposite}};
+}
+
+int RunBoolean(const BooleanArgs& args, Report& r)
+{
+    const std::string& op = args.op;
+    const std::string& out = args.out;
+    Progress& progress = r.Progress();
     Timer timer;
     std::string err, noteA, noteB;
     TesTriMesh::CKrMeshData a(0.01), b(0.01);
     double volA = 0.0, volB = 0.0;
-    if (!ReadSolid(inA, a, volA, noteA, err) || !ReadSolid(inB, b, volB, noteB, err)) return Fail(err);
+    progress.Step("reading " + args.inA);
+    if (!ReadSolid(args.inA, a, volA, noteA, err)) return r.Fail(err);
+    progress.Step("reading " + args.inB);
+    if (!ReadSolid(args.inB, b, volB, noteB, err)) return r.Fail(err);
     for (const std::string& n : {noteA, noteB})
-        if (!n.empty()) std::printf("note          %s\n", n.c_str());
+        if (!n.empty()) {
+            r["warnings"].push_back(n);
+            r.Line("note          %s", n.c_str());
+        }
     const long trisA = a.TriNum(), trisB = b.TriNum();
     const double readTime = timer.Seconds();
 
@@ -179,24 +172,25 @@ int CmdBoolean(int argc, char** argv)
     // to --diagnostics DIR or dropped.
     std::error_code ec;
     const fs::path home = fs::current_path(ec);
-    if (ec) return Fail("boolean: cannot read the working directory: " + ec.message());
+    if (ec) return r.Fail("cannot read the working directory: " + ec.message());
     std::string tmpl = (fs::temp_directory_path(ec) / "krtes_boolean_XXXXXX").string();
-    if (ec || !mkdtemp(tmpl.data())) return Fail("boolean: cannot create a temporary directory");
+    if (ec || !mkdtemp(tmpl.data())) return r.Fail("cannot create a temporary directory");
     const fs::path work(tmpl);
     fs::path diagDir;
-    if (!diag.empty()) {
-        diagDir = fs::absolute(diag, ec);
+    if (!args.diag.empty()) {
+        diagDir = fs::absolute(args.diag, ec);
         fs::create_directories(diagDir, ec);
         if (ec || !fs::is_directory(diagDir)) {
             fs::remove_all(work, ec);
-            return Fail(diag + ": cannot create the diagnostics directory");
+            return r.Fail(args.diag + ": cannot create the diagnostics directory");
         }
     }
     fs::current_path(work, ec);
     if (ec) {
         fs::remove_all(work, ec);
-        return Fail("boolean: cannot enter a temporary directory");
+        return r.Fail("cannot enter a temporary directory");
     }
+    progress.Step("cutting and sorting");
     TesTriMesh::CKrSolidBoolean solid(a, b);
     fs::current_path(home, ec);
     std::string moved, copyErr;
@@ -204,14 +198,15 @@ int CmdBoolean(int argc, char** argv)
         for (const char* f : TesTriMesh::kBooleanDiagnosticFiles) {
             std::error_code e2;
             fs::copy_file(work / f, diagDir / f, fs::copy_options::overwrite_existing, e2);
-            if (e2 && copyErr.empty()) copyErr = diag + ": cannot write " + f + ": " + e2.message();
+            if (e2 && copyErr.empty()) copyErr = args.diag + ": cannot write " + f + ": " + e2.message();
         }
         moved = diagDir.string();
     }
     fs::remove_all(work, ec);
-    if (!copyErr.empty()) return Fail(copyErr);
+    if (!copyErr.empty()) return r.Fail(copyErr);
     const double classifyTime = timer.Seconds() - readTime;
 
+    progress.Step("joining the " + op);
     TesTriMesh::CKrMeshData result(0.01);
     if (op == "union")
         solid.Union_A_And_B(result);
@@ -226,33 +221,78 @@ int CmdBoolean(int argc, char** argv)
     result.OutputData(pts, tris);
     SortTris(tris);
 
-    std::printf("solid A       %ld triangles, %ld after cutting: %zu outside B, %zu inside, %zu on B facing the same "
-                "way, %zu facing the other way\n",
-                trisA, a.TriNum(), solid.AOutside().size(), solid.AInside().size(), solid.ASame().size(),
-                solid.AOpposite().size());
-    std::printf("solid B       %ld triangles, %ld after cutting: %zu outside A, %zu inside, %zu on A facing the same "
-                "way, %zu facing the other way\n",
-                trisB, b.TriNum(), solid.BOutside().size(), solid.BInside().size(), solid.BSame().size(),
-                solid.BOpposite().size());
+    const double volume = TesTriMesh::SolidVolume(pts, tris);
+    r["op"] = op;
+    r["a"] = SortJson(args.inA, trisA, a.TriNum(), volA, !noteA.empty(), solid.AOutside().size(),
+                      solid.AInside().size(), solid.ASame().size(), solid.AOpposite().size());
+    r["b"] = SortJson(args.inB, trisB, b.TriNum(), volB, !noteB.empty(), solid.BOutside().size(),
+                      solid.BInside().size(), solid.BSame().size(), solid.BOpposite().size());
+    r["unclassified"] = {{"a", solid.AFifth().size()}, {"b", solid.BFifth().size()}};
+    r["result"] = {{"vertices", pts.size()}, {"triangles", tris.size()}, {"volume", volume}};
+    r["diagnostics"] = moved.empty() ? nlohmann::json(nullptr) : nlohmann::json(moved);
+    r.Line("solid A       %ld triangles, %ld after cutting: %zu outside B, %zu inside, %zu on B facing the same "
+           "way, %zu facing the other way",
+           trisA, a.TriNum(), solid.AOutside().size(), solid.AInside().size(), solid.ASame().size(),
+           solid.AOpposite().size());
+    r.Line("solid B       %ld triangles, %ld after cutting: %zu outside A, %zu inside, %zu on A facing the same "
+           "way, %zu facing the other way",
+           trisB, b.TriNum(), solid.BOutside().size(), solid.BInside().size(), solid.BSame().size(),
+           solid.BOpposite().size());
     if (!solid.AFifth().empty() || !solid.BFifth().empty())
-        std::printf("warning       %zu triangles of A and %zu of B could not be classified (degenerate) and are left out\n",
-                    solid.AFifth().size(), solid.BFifth().size());
-    std::printf("result        %s: %zu vertices, %zu triangles, volume %.6f\n", op.c_str(), pts.size(), tris.size(),
-                TesTriMesh::SolidVolume(pts, tris));
+        r.Warn(std::to_string(solid.AFifth().size()) + " triangles of A and " + std::to_string(solid.BFifth().size()) +
+               " of B could not be classified (degenerate) and are left out");
+    r.Line("result        %s: %zu vertices, %zu triangles, volume %.6f", op.c_str(), pts.size(), tris.size(), volume);
     // A broken result is an error: nothing is written unless asked for.
+    progress.Step("checking the result");
     const std::vector<std::string> faults = ResultFaults(solid, op, volA, volB, pts, tris);
-    for (const std::string& f : faults) std::printf("error         %s\n", f.c_str());
-    if (!faults.empty() && !keepBroken) {
-        if (!moved.empty()) std::printf("diagnostics   %s\n", moved.c_str());
-        return Fail("boolean: " + faults[0] + "; " + out + " not written (--keep-broken writes it anyway)");
+    progress.Clear();
+    r["errors"] = faults;
+    r["broken_kept"] = false;
+    for (const std::string& f : faults) r.Line("error         %s", f.c_str());
+    auto times = [&] {
+        const double total = timer.Seconds();
+        r["time"] = {{"total", total}, {"read", readTime}, {"classify", classifyTime}};
+        return total;
+    };
+    if (!faults.empty() && !args.keepBroken) {
+        if (!moved.empty()) r.Line("diagnostics   %s", moved.c_str());
+        times();
+        return r.Fail(faults[0] + "; " + out + " not written (--keep-broken writes it anyway)");
     }
-    if (!WriteMeshFile(out, pts, tris, err)) return Fail(err);
-    std::printf("written       %s%s\n", out.c_str(), faults.empty() ? "" : " (broken, kept as asked)");
-    if (!moved.empty()) std::printf("diagnostics   %s\n", moved.c_str());
-    std::printf("time          %.3f s (read %.3f s, cut and classify %.3f s)\n", timer.Seconds(), readTime,
-                classifyTime);
-    if (!faults.empty()) return Fail("boolean: " + faults[0]);
-    return 0;
+    progress.Step("writing " + out);
+    if (!WriteMeshFile(out, pts, tris, err)) return r.Fail(err);
+    r["output"] = out;
+    r["broken_kept"] = !faults.empty();
+    r.Line("written       %s%s", out.c_str(), faults.empty() ? "" : " (broken, kept as asked)");
+    if (!moved.empty()) r.Line("diagnostics   %s", moved.c_str());
+    const double total = times();
+    r.Line("time          %.3f s (read %.3f s, cut and classify %.3f s)", total, readTime, classifyTime);
+    if (!faults.empty()) return r.Fail(faults[0]);
+    return r.Done();
+}
+
+}  // namespace
+
+void AddBoolean(Cli& cli)
+{
+    auto a = std::make_shared<BooleanArgs>();
+    CLI::App* c = cli.Add(
+        "boolean", "Union, intersection or difference of two closed solids",
+        "A and B must be closed and consistently oriented (an inside-out solid is turned\n"
+        "outward). When a solid could not be sorted against the other, or the result is not\n"
+        "closed, not consistently oriented, runs into itself or has a volume the operation\n"
+        "cannot give, the command names the fault and exits with 1 without writing OUT.\n\n"
+        "Examples:\n"
+        "  krtes boolean a.obj b.obj --op union -o both.obj\n"
+        "  krtes boolean pit.stl bench.stl --op a-minus-b -o cut.ply --diagnostics diag --json",
+        [a](Report& r) { return RunBoolean(*a, r); });
+    AddFile(c, "A", a->inA, "First solid (.obj, .ply or .stl)", true);
+    AddFile(c, "B", a->inB, "Second solid (.obj, .ply or .stl)", true);
+    AddChoice(c, "--op", a->op, {"union", "intersection", "a-minus-b", "b-minus-a"}, "The operation")->required();
+    AddOutput(c, a->out, "Write the result to OUT (.obj or .ply)", {".obj", ".ply"})->required();
+    c->add_option("--diagnostics", a->diag, "Keep the construction's diagnostic files in DIR (made if need be)")
+        ->type_name("DIR");
+    c->add_flag("--keep-broken", a->keepBroken, "Write OUT even when the result is broken (the exit code stays 1)");
 }
 
 }  // namespace krtes

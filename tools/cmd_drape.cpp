@@ -1,53 +1,41 @@
 // krtes drape: polylines laid onto the surface.
-#include <charconv>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "KrTesCommands.h"
 #include "KrTesGeometry/io/KrTesIO.h"
-#include "KrTesGeometry/query/KrMeshQuery.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "KrTesGeometry/query/KrMeshQuery.h"
 
 namespace krtes {
 
 namespace {
 
-}  // namespace
-
-int CmdDrape(int argc, char** argv)
-{
+struct DrapeArgs {
     std::string surface, lines, out;
-    for (int i = 0; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "-o" || a == "--output") {
-            if (i + 1 >= argc) return Fail("-o needs a file");
-            out = argv[++i];
-        } else if (!a.empty() && a[0] == '-') {
-            return Fail("drape: unknown option '" + a + "' (see krtes --help)");
-        } else if (surface.empty()) {
-            surface = a;
-        } else if (lines.empty()) {
-            lines = a;
-        } else {
-            return Fail("drape: too many arguments (SURFACE LINES)");
-        }
-    }
-    if (surface.empty() || lines.empty())
-        return Fail("drape: SURFACE and LINES are needed (usage: krtes drape SURFACE LINES [-o OUT])");
+};
 
+int RunDrape(const DrapeArgs& a, Report& r)
+{
+    NeedOutputForJson(r, a.out, "draped lines");
+    Progress& progress = r.Progress();
     Timer timer;
     std::string err, how;
     TesTriMesh::CKrMeshData mesh;
-    if (!ReadSurfaceFile(surface, mesh, how, err)) return Fail(err);
+    progress.Step("reading " + a.surface);
+    if (!ReadSurfaceFile(a.surface, mesh, how, err)) return r.Fail(err);
     std::vector<std::vector<CKrPoint3d>> input;
-    if (!ReadPolylineFile(lines, input, 2, err)) return Fail(err);
+    progress.Step("reading " + a.lines);
+    if (!ReadPolylineFile(a.lines, input, 2, err)) return r.Fail(err);
 
     TesTriMesh::CKrMeshQuery q(mesh);
-    std::string buf = "# " + lines + " draped onto " + surface +
+    std::string buf = "# " + a.lines + " draped onto " + a.surface +
                       ": one block of x y z lines per piece; a closed piece repeats its first point\n";
     std::size_t pieces = 0, vertices = 0, missed = 0;
     for (std::size_t i = 0; i < input.size(); ++i) {
+        progress.Fraction("draping", i, input.size());
         std::vector<CKrPoint3d> pl = input[i];
         // A line whose last point repeats its first is a ring.
         const bool closed = pl.size() > 2 && pl.front() == pl.back();
@@ -69,15 +57,38 @@ int CmdDrape(int argc, char** argv)
         }
     }
 
-    if (!WriteTextOutput(out, buf, err)) return Fail(err);
-    std::FILE* report = out.empty() ? stderr : stdout;  // keep the data on stdout clean
-    std::fprintf(report, "surface       %s (%s)\n", surface.c_str(), how.c_str());
-    std::fprintf(report, "lines         %zu\n", input.size());
-    std::fprintf(report, "pieces        %zu (%zu vertices)\n", pieces, vertices);
-    std::fprintf(report, "off surface   %zu line(s)\n", missed);
-    if (!out.empty()) std::fprintf(report, "written       %s\n", out.c_str());
-    std::fprintf(report, "time          %.3f s\n", timer.Seconds());
-    return 0;
+    if (!r.WriteText(a.out, buf, err)) return r.Fail(err);
+    r["surface"] = a.surface;
+    r["surface_kind"] = how;
+    r["lines"] = input.size();
+    r["pieces"] = pieces;
+    r["vertices"] = vertices;
+    r["off_surface_lines"] = missed;
+    r.Line("surface       %s (%s)", a.surface.c_str(), how.c_str());
+    r.Line("lines         %zu", input.size());
+    r.Line("pieces        %zu (%zu vertices)", pieces, vertices);
+    r.Line("off surface   %zu line(s)", missed);
+    return r.Finish(a.out, timer.Seconds());
+}
+
+}  // namespace
+
+void AddDrape(Cli& cli)
+{
+    auto a = std::make_shared<DrapeArgs>();
+    CLI::App* c = cli.Add(
+        "drape", "Lay polylines onto a surface",
+        "LINES holds blocks of x y z lines (z is ignored; a block whose last point repeats its\n"
+        "first is a ring). The draped pieces are written as polyline blocks, split where a\n"
+        "line leaves the surface. Without -o they go to standard output, the report to\n"
+        "standard error.\n\n"
+        "Examples:\n"
+        "  krtes drape terrain.obj roads.txt -o draped.txt\n"
+        "  krtes drape terrain.obj roads.txt --json -o draped.txt",
+        [a](Report& r) { return RunDrape(*a, r); });
+    AddFile(c, "SURFACE", a->surface, "Mesh or point file of the surface", true);
+    AddFile(c, "LINES", a->lines, "Polylines to drape (blocks of x y z lines)", true);
+    AddOutput(c, a->out, "Write the draped pieces to OUT (default: standard output)");
 }
 
 }  // namespace krtes

@@ -1,17 +1,22 @@
 // krtes fit: heights of new points fitted to a reference surface and data.
-#include <charconv>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "KrTesCommands.h"
 #include "KrTesGeometry/io/KrTesIO.h"
-#include "KrTesGeometry/tin/KrFit.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrFit.h"
 
 namespace krtes {
 
 namespace {
+
+struct FitArgs {
+    std::string reference, points, lines, boundary, target, out, type = "0";
+    bool diff = false;
+};
 
 // Polyline blocks as polylines; a block whose last point repeats its first
 // is a closed line.
@@ -30,77 +35,49 @@ std::vector<CKrPolyLine> ToPolylines(const std::vector<std::vector<CKrPoint3d>>&
 
 const char* kTypeName[3] = {"difference surface", "difference line", "fan to the boundary"};
 
-}  // namespace
-
-int CmdFit(int argc, char** argv)
+int RunFit(const FitArgs& a, Report& r)
 {
-    std::string reference, points, lines, boundary, target, out;
-    bool diff = false;
-    int type = 0;
-    for (int i = 0; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "--points") {
-            if (!NextValue(argc, argv, i, points)) return Fail("--points needs a file");
-        } else if (a == "--lines") {
-            if (!NextValue(argc, argv, i, lines)) return Fail("--lines needs a file");
-        } else if (a == "--boundary") {
-            if (!NextValue(argc, argv, i, boundary)) return Fail("--boundary needs a file");
-        } else if (a == "-o" || a == "--output") {
-            if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
-        } else if (a == "--diff") {
-            diff = true;
-        } else if (a == "--type") {
-            std::string s;
-            if (!NextValue(argc, argv, i, s) || (s != "0" && s != "1" && s != "2")) return Fail("--type needs 0, 1 or 2");
-            type = s[0] - '0';
-        } else if (!a.empty() && a[0] == '-') {
-            return Fail("fit: unknown option '" + a + "' (see krtes --help)");
-        } else if (reference.empty()) {
-            reference = a;
-        } else if (target.empty()) {
-            target = a;
-        } else {
-            return Fail("fit: too many arguments (REFERENCE POINTS_TO_FIT)");
-        }
-    }
-    if (reference.empty() || target.empty())
-        return Fail("fit: usage: krtes fit REFERENCE [--points FILE] [--lines FILE] [--boundary FILE] [--diff] "
-                    "[--type 0|1|2] [-o OUT] POINTS_TO_FIT");
-    if (points.empty() && lines.empty()) return Fail("fit: no data given (--points and/or --lines)");
+    if (a.points.empty() && a.lines.empty()) throw UsageError("no data given (--points and/or --lines)");
+    NeedOutputForJson(r, a.out, "fitted points");
+    const int type = a.type[0] - '0';
 
+    Progress& progress = r.Progress();
     Timer timer;
     std::string err, how;
     TesTriMesh::CKrMeshData ref;
-    if (!ReadSurfaceFile(reference, ref, how, err)) return Fail(err);
+    progress.Step("reading " + a.reference);
+    if (!ReadSurfaceFile(a.reference, ref, how, err)) return r.Fail(err);
     std::vector<CKrPoint3d> data, bj, todo;
     std::vector<std::vector<CKrPoint3d>> lineBlocks, bjBlocks;
-    if (!points.empty() && !ReadPointFile(points, data, err)) return Fail(err);
-    if (!lines.empty() && !ReadPolylineFile(lines, lineBlocks, 2, err)) return Fail(err);
-    if (!boundary.empty()) {
-        if (!ReadPolylineFile(boundary, bjBlocks, 3, err)) return Fail(err);
+    progress.Step("reading the data");
+    if (!a.points.empty() && !ReadPointFile(a.points, data, err)) return r.Fail(err);
+    if (!a.lines.empty() && !ReadPolylineFile(a.lines, lineBlocks, 2, err)) return r.Fail(err);
+    if (!a.boundary.empty()) {
+        if (!ReadPolylineFile(a.boundary, bjBlocks, 3, err)) return r.Fail(err);
         if (bjBlocks.size() != 1)
-            return Fail(boundary + ": a boundary file holds exactly one polyline, found " +
-                        std::to_string(bjBlocks.size()));
+            return r.Fail(a.boundary + ": a boundary file holds exactly one polyline, found " +
+                          std::to_string(bjBlocks.size()));
         bj = bjBlocks[0];
         if (bj.size() > 3 && bj.front() == bj.back()) bj.pop_back();  // the fan closes it itself
     }
-    if (!ReadPointFile(target, todo, err)) return Fail(err);
+    if (!ReadPointFile(a.target, todo, err)) return r.Fail(err);
 
     TesTriMesh::CKrFit fit(ref);
     fit.SetFitType(type);
-    if (!data.empty()) fit.SetLSD(data, diff);
-    if (!lineBlocks.empty()) fit.SetYSX(ToPolylines(lineBlocks), diff);
-    if (!bj.empty()) fit.SetBJX(bj, diff);
+    if (!data.empty()) fit.SetLSD(data, a.diff);
+    if (!lineBlocks.empty()) fit.SetYSX(ToPolylines(lineBlocks), a.diff);
+    if (!bj.empty()) fit.SetBJX(bj, a.diff);
     if (!fit.CheckData()) {
-        if (type == 1) return Fail("fit: type 1 fits to lines only (no --points, no --boundary)");
-        return Fail("fit: type 2 needs exactly one point in --points and no --lines");
+        if (type == 1) return r.Fail("type 1 fits to lines only (no --points, no --boundary)");
+        return r.Fail("type 2 needs exactly one point in --points and no --lines");
     }
 
-    std::string buf = "# " + target + " fitted to " + reference + " (" + kTypeName[type] +
+    std::string buf = "# " + a.target + " fitted to " + a.reference + " (" + kTypeName[type] +
                       "): x y z; points that could not be fitted are listed as comments\n";
     std::size_t fitted = 0;
-    for (const CKrPoint3d& p : todo) {
-        CKrPoint3d q = p;
+    for (std::size_t k = 0; k < todo.size(); ++k) {
+        if (k % 1024 == 0) progress.Fraction("fitting", k, todo.size());
+        CKrPoint3d q = todo[k];
         if (fit.FitPt(q)) {
             ++fitted;
         } else {
@@ -110,20 +87,49 @@ int CmdFit(int argc, char** argv)
     }
     // Every point refused because no model could be built: say so.
     if (fit.IsDirty() && !todo.empty())
-        return Fail("fit: no difference model could be built from the data (data off the reference surface, "
-                    "lines that do not join, a fan without triangles, or too few points)");
+        return r.Fail("no difference model could be built from the data (data off the reference surface, "
+                      "lines that do not join, a fan without triangles, or too few points)");
 
-    if (!WriteTextOutput(out, buf, err)) return Fail(err);
-    std::FILE* report = out.empty() ? stderr : stdout;  // keep the data on stdout clean
-    std::fprintf(report, "reference     %s (%s)\n", reference.c_str(), how.c_str());
-    std::fprintf(report, "fit type      %d (%s), data as %s\n", type, kTypeName[type],
-                 diff ? "differences" : "elevations");
-    std::fprintf(report, "points        %zu\n", todo.size());
-    std::fprintf(report, "fitted        %zu\n", fitted);
-    std::fprintf(report, "not fitted    %zu\n", todo.size() - fitted);
-    if (!out.empty()) std::fprintf(report, "written       %s\n", out.c_str());
-    std::fprintf(report, "time          %.3f s\n", timer.Seconds());
-    return 0;
+    if (!r.WriteText(a.out, buf, err)) return r.Fail(err);
+    r["reference"] = a.reference;
+    r["reference_kind"] = how;
+    r["fit_type"] = type;
+    r["fit_type_name"] = kTypeName[type];
+    r["data_as"] = a.diff ? "differences" : "elevations";
+    r["points"] = todo.size();
+    r["fitted"] = fitted;
+    r["not_fitted"] = todo.size() - fitted;
+    r.Line("reference     %s (%s)", a.reference.c_str(), how.c_str());
+    r.Line("fit type      %d (%s), data as %s", type, kTypeName[type], a.diff ? "differences" : "elevations");
+    r.Line("points        %zu", todo.size());
+    r.Line("fitted        %zu", fitted);
+    r.Line("not fitted    %zu", todo.size() - fitted);
+    return r.Finish(a.out, timer.Seconds());
+}
+
+}  // namespace
+
+void AddFit(Cli& cli)
+{
+    auto a = std::make_shared<FitArgs>();
+    CLI::App* c = cli.Add(
+        "fit", "Fit the heights of points to a reference surface and measured data",
+        "POINTS_TO_FIT holds x y z per line; z is replaced. Type 0 fits a surface through the\n"
+        "differences (outside it, the nearest outline difference), 1 one line joined from\n"
+        "--lines alone, 2 a fan from the one --points point to --boundary. Writes x y z lines;\n"
+        "refused points are listed as '# not fitted:' comments.\n\n"
+        "Examples:\n"
+        "  krtes fit terrain.obj --points levels.xyz new.xyz -o fitted.xyz\n"
+        "  krtes fit terrain.obj --points apex.xyz --boundary edge.txt --type 2 new.xyz",
+        [a](Report& r) { return RunFit(*a, r); });
+    AddFile(c, "REFERENCE", a->reference, "Mesh or point file of the reference surface", true);
+    AddFile(c, "POINTS_TO_FIT", a->target, "Points whose heights are fitted, x y z per line", true);
+    AddFile(c, "--points", a->points, "Measured points");
+    AddFile(c, "--lines", a->lines, "Measured lines (polyline blocks)");
+    AddFile(c, "--boundary", a->boundary, "One measured boundary polyline");
+    c->add_flag("--diff", a->diff, "The data are differences (reference minus measured), not elevations");
+    AddChoice(c, "--type", a->type, {"0", "1", "2"}, "Fit type (default 0)");
+    AddOutput(c, a->out, "Write the fitted points to OUT (default: standard output)");
 }
 
 }  // namespace krtes

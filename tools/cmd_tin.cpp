@@ -1,60 +1,41 @@
 // krtes tin: survey points, breaklines, outline and holes to a TIN.
-#include <unistd.h>
-
-#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "KrTesCommands.h"
 #include "KrTesGeometry/io/KrTesIO.h"
-#include "KrTesGeometry/tin/KrDelaunay.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "KrTesGeometry/tin/KrDelaunay.h"
 
 namespace krtes {
 
-int CmdTin(int argc, char** argv)
-{
+namespace {
+
+struct TinArgs {
     std::string points, breaklines, outline, holes, out;
     bool split = false;
-    for (int i = 0; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "--breaklines") {
-            if (!NextValue(argc, argv, i, breaklines)) return Fail("--breaklines needs a file");
-        } else if (a == "--outline") {
-            if (!NextValue(argc, argv, i, outline)) return Fail("--outline needs a file");
-        } else if (a == "--holes") {
-            if (!NextValue(argc, argv, i, holes)) return Fail("--holes needs a file");
-        } else if (a == "-o" || a == "--output") {
-            if (!NextValue(argc, argv, i, out)) return Fail("-o needs a file");
-        } else if (a == "--split-crossings") {
-            split = true;
-        } else if (!a.empty() && a[0] == '-') {
-            return Fail("tin: unknown option '" + a + "' (see krtes --help)");
-        } else if (points.empty()) {
-            points = a;
-        } else {
-            return Fail("tin: more than one POINTS file given");
-        }
-    }
-    if (!out.empty()) {
-        const std::string ext = krtes::Extension(out);
-        if (ext != ".obj" && ext != ".ply") return Fail(out + ": unknown output format (use .obj or .ply)");
-    }
-    if (points.empty()) points = SamplePoints();
+};
 
+int RunTin(const TinArgs& a, Report& r)
+{
+    const std::string points = a.points.empty() ? SamplePoints() : a.points;
+    Progress& progress = r.Progress();
     Timer timer;
     std::string err;
     std::vector<CKrPoint3d> pts;
-    if (!krtes::ReadPointFile(points, pts, err)) return Fail(err);
+    progress.Step("reading " + points);
+    if (!ReadPointFile(points, pts, err)) return r.Fail(err);
     std::vector<std::vector<CKrPoint3d>> brk, outl, hol;
-    if (!breaklines.empty() && !krtes::ReadPolylineFile(breaklines, brk, 2, err)) return Fail(err);
-    if (!outline.empty()) {
-        if (!krtes::ReadPolylineFile(outline, outl, 3, err)) return Fail(err);
-        if (outl.size() != 1) return Fail(outline + ": an outline file holds exactly one polyline, found " +
-                                          std::to_string(outl.size()));
+    if (!a.breaklines.empty() && !ReadPolylineFile(a.breaklines, brk, 2, err)) return r.Fail(err);
+    if (!a.outline.empty()) {
+        if (!ReadPolylineFile(a.outline, outl, 3, err)) return r.Fail(err);
+        if (outl.size() != 1)
+            return r.Fail(a.outline + ": an outline file holds exactly one polyline, found " +
+                          std::to_string(outl.size()));
     }
-    if (!holes.empty() && !krtes::ReadPolylineFile(holes, hol, 3, err)) return Fail(err);
+    if (!a.holes.empty() && !ReadPolylineFile(a.holes, hol, 3, err)) return r.Fail(err);
     const double readTime = timer.Seconds();
 
     TesTriMesh::CKrMeshData mesh;
@@ -71,19 +52,16 @@ int CmdTin(int argc, char** argv)
         }
         if (!outl.empty()) tin.SetOutline(outl[0]);
         for (const auto& h : hol) tin.AddHoleLine(h);
-        tin.SetIsCheckYS(split);
-        if (used < 3) return Fail(points + ": fewer than 3 usable points (" + std::to_string(used) + ")");
+        tin.SetIsCheckYS(a.split);
+        if (used < 3) return r.Fail(points + ": fewer than 3 usable points (" + std::to_string(used) + ")");
 
-        const bool tty = isatty(STDERR_FILENO) != 0;
-        if (tty) {
-            tin.SetProgress([](std::size_t done, std::size_t total) {
-                std::fprintf(stderr, "\rtriangulating: %3d%%", static_cast<int>(100.0 * done / std::max<std::size_t>(total, 1)));
-                std::fflush(stderr);
+        if (progress.Enabled())
+            tin.SetProgress([&progress](std::size_t done, std::size_t total) {
+                progress.Fraction("triangulating", done, total);
             });
-        }
-        const bool ok = tin.Delaunay();
-        if (tty) std::fprintf(stderr, "\r%24s\r", "");
-        if (!ok) return Fail(points + ": the points could not be triangulated (all collinear?)");
+        else
+            progress.Step("triangulating");
+        if (!tin.Delaunay()) return r.Fail(points + ": the points could not be triangulated (all collinear?)");
     }
     const double tinTime = timer.Seconds() - readTime;
 
@@ -91,17 +69,49 @@ int CmdTin(int argc, char** argv)
     std::vector<KrTesGeo::_sTri_ID> tout;
     mesh.OutputData(vout, tout);
     const CKrPoint3d lo = mesh.GetMinLimit(), hi = mesh.GetMaxLimit();
-    std::printf("points read   %zu (%zu distinct)\n", pts.size(), used);
-    std::printf("vertices      %zu\n", vout.size());
-    std::printf("triangles     %zu\n", tout.size());
-    std::printf("extent        x %.3f .. %.3f\n              y %.3f .. %.3f\n              z %.3f .. %.3f\n",
-                lo.x, hi.x, lo.y, hi.y, lo.z, hi.z);
-    if (!out.empty()) {
-        if (!krtes::WriteMeshFile(out, vout, tout, err)) return Fail(err);
-        std::printf("written       %s\n", out.c_str());
+    r["points_file"] = points;
+    r["points_read"] = pts.size();
+    r["points_distinct"] = used;
+    r["vertices"] = vout.size();
+    r["triangles"] = tout.size();
+    r["extent"] = {{"min", Xyz(lo)}, {"max", Xyz(hi)}};
+    r.Line("points read   %zu (%zu distinct)", pts.size(), used);
+    r.Line("vertices      %zu", vout.size());
+    r.Line("triangles     %zu", tout.size());
+    r.Line("extent        x %.3f .. %.3f\n              y %.3f .. %.3f\n              z %.3f .. %.3f", lo.x, hi.x,
+           lo.y, hi.y, lo.z, hi.z);
+    if (!a.out.empty()) {
+        progress.Step("writing " + a.out);
+        if (!WriteMeshFile(a.out, vout, tout, err)) return r.Fail(err);
+        r["output"] = a.out;
+        r.Line("written       %s", a.out.c_str());
     }
-    std::printf("time          %.3f s (read %.3f s, triangulate %.3f s)\n", timer.Seconds(), readTime, tinTime);
-    return 0;
+    const double total = timer.Seconds();
+    r["time"] = {{"total", total}, {"read", readTime}, {"triangulate", tinTime}};
+    r.Line("time          %.3f s (read %.3f s, triangulate %.3f s)", total, readTime, tinTime);
+    return r.Done();
+}
+
+}  // namespace
+
+void AddTin(Cli& cli)
+{
+    auto a = std::make_shared<TinArgs>();
+    CLI::App* c = cli.Add(
+        "tin", "Triangulate survey points into a TIN (breaklines, outline, holes)",
+        "POINTS holds one x y z per line. Polyline files hold one block of x y z lines per\n"
+        "polyline, blocks separated by a blank line. Without POINTS the bundled sample terrain\n"
+        "is used. Prints the points read, vertices, triangles, extent and time.\n\n"
+        "Examples:\n"
+        "  krtes tin data/jacksboro_scattered.xyz -o terrain.obj\n"
+        "  krtes tin survey.xyz --breaklines kerbs.txt --outline site.txt --json -o site.ply",
+        [a](Report& r) { return RunTin(*a, r); });
+    AddFile(c, "POINTS", a->points, "Survey points, x y z per line (default: the bundled sample terrain)");
+    AddFile(c, "--breaklines", a->breaklines, "Polylines that become edges of the surface");
+    AddFile(c, "--outline", a->outline, "One closed polyline that clips the surface");
+    AddFile(c, "--holes", a->holes, "Closed polylines cut out of the surface");
+    c->add_flag("--split-crossings", a->split, "Put a vertex where two breaklines cross (otherwise the later wins)");
+    AddOutput(c, a->out, "Write the TIN to OUT (.obj or .ply)", {".obj", ".ply"});
 }
 
 }  // namespace krtes

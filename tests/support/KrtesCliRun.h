@@ -24,9 +24,9 @@ struct CliRun {
     std::string out;  // standard output, and standard error unless left out
 };
 
-inline CliRun Krtes(const std::string& args, bool withStderr = true)
+// Runs a shell command line and collects its standard output.
+inline CliRun Shell(const std::string& cmd)
 {
-    const std::string cmd = std::string(KRTES_TOOL) + " " + args + (withStderr ? " 2>&1" : " 2>/dev/null");
     CliRun r{-1, ""};
     FILE* p = popen(cmd.c_str(), "r");
     if (!p) return r;
@@ -35,6 +35,11 @@ inline CliRun Krtes(const std::string& args, bool withStderr = true)
     const int st = pclose(p);
     r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
     return r;
+}
+
+inline CliRun Krtes(const std::string& args, bool withStderr = true)
+{
+    return Shell(std::string(KRTES_TOOL) + " " + args + (withStderr ? " 2>&1" : " 2>/dev/null"));
 }
 
 // The running test's scratch directory: made when the test names its first
@@ -81,6 +86,20 @@ inline std::string Read(const std::string& path)
 }
 
 inline bool Exists(const std::string& path) { return std::ifstream(path).good(); }
+
+// A run with standard output and standard error kept apart.
+struct CliStreams {
+    int code;         // exit code, -1 when the program did not exit normally
+    std::string out;  // standard output
+    std::string err;  // standard error
+};
+
+inline CliStreams KrtesStreams(const std::string& args)
+{
+    const std::string errFile = Temp("krtes_stderr.txt");
+    const CliRun r = Shell(std::string(KRTES_TOOL) + " " + args + " 2>" + errFile);
+    return {r.code, r.out, Read(errFile)};
+}
 
 // An n x n grid of h-sized cells from (x0, 0), heights z(x, y), written as a
 // mesh file; cells where skip(i, j) holds are left out.

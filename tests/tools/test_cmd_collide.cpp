@@ -34,7 +34,7 @@ TEST(KrtesCollide, TouchingApartAndBadInput)
     std::snprintf(expect, sizeof expect, "touching      no\ndistance      %.6f", std::sqrt(dx * dx + 1.0 / 9 + dz * dz));
     EXPECT_NE(r.out.find(expect), std::string::npos) << expect << "\n" << r.out;
 
-    EXPECT_EQ(Krtes("collide " + a).code, 1);
+    EXPECT_EQ(Krtes("collide " + a).code, 2);  // a usage error
     r = Krtes("collide " + a + " " + Write("bad.obj", "v 0 0 0\nf 1 2 3\n"));
     EXPECT_EQ(r.code, 1);
     EXPECT_NE(r.out.find("bad.obj"), std::string::npos) << r.out;

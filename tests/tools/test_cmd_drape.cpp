@@ -49,7 +49,7 @@ TEST(KrtesDrape, BadInputIsReportedAndNothingIsWritten)
     const std::string bad = Write("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n");
     const std::string one = Write("one.txt", "1 1 0\n");
     const std::string cases[][2] = {
-        {"drape " + surface, "SURFACE and LINES are needed"},
+        {"drape " + surface, "LINES is required"},
         {"drape " + surface + " " + one, "one.txt:1: polyline has 1 point(s)"},
         {"drape " + bad + " " + one, "face index 4 out of range"},
     };

@@ -70,7 +70,7 @@ TEST(KrtesElev, BadInputIsReportedAndNothingIsWritten)
     const std::string bad = Write("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n");
     const std::string pts = Write("fine.txt", "1 1\n");
     const std::string cases[][2] = {
-        {"elev", "no SURFACE given"},
+        {"elev", "SURFACE is required"},
         {"elev " + bad, bad + ":4: face index 4 out of range"},
         {"elev " + Temp("missing.obj"), "cannot open file"},
         {"elev " + surface + " " + Write("badq.txt", "1 2\n3\n"), "badq.txt:2: expected x y"},
@@ -79,7 +79,7 @@ TEST(KrtesElev, BadInputIsReportedAndNothingIsWritten)
         {"elev " + surface + " " + pts + " --step 1", "--step applies only without POINTS"},
         {"elev " + surface + " " + pts + " extra", "too many arguments"},
         {"elev " + surface + " --wat", "unknown option '--wat'"},
-        {"elev " + surface + " -o", "-o needs a file"},
+        {"elev " + surface + " -o", "--output needs a value"},
         {"elev " + surface + " " + pts + " -o " + Temp("no/such/dir.txt"), "cannot create file"},
     };
     for (const auto& c : cases) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -52,15 +53,16 @@ TEST(KrtesFit, FitsAndRefusals)
     EXPECT_NEAR(z1, RefZ(30, 60) - Diff(30, 60), 1e-9);
     EXPECT_NE(text.find("# not fitted: 95 50 0\n"), std::string::npos) << text;
 
-    const std::pair<std::string, std::string> bad[] = {
-        {"fit " + ref + " --points " + data + " --type 1 " + todo, "type 1 fits to lines only"},
-        {"fit " + ref + " --points " + data + " --type 2 " + todo, "type 2 needs exactly one point"},
-        {"fit " + ref + " " + todo, "no data given"},
-        {"fit " + ref + " --points " + Write("off.xyz", "500 500 1\n") + " " + todo, "no difference model"},
+    // Exit 1 for data the fit cannot use, 2 for a usage error.
+    const std::tuple<std::string, std::string, int> bad[] = {
+        {"fit " + ref + " --points " + data + " --type 1 " + todo, "type 1 fits to lines only", 1},
+        {"fit " + ref + " --points " + data + " --type 2 " + todo, "type 2 needs exactly one point", 1},
+        {"fit " + ref + " " + todo, "no data given", 2},
+        {"fit " + ref + " --points " + Write("off.xyz", "500 500 1\n") + " " + todo, "no difference model", 1},
     };
-    for (const auto& [args, message] : bad) {
+    for (const auto& [args, message, code] : bad) {
         r = Krtes(args);
-        EXPECT_EQ(r.code, 1) << args << "\n" << r.out;
+        EXPECT_EQ(r.code, code) << args << "\n" << r.out;
         EXPECT_NE(r.out.find(message), std::string::npos) << args << "\n" << r.out;
     }
 }

@@ -48,7 +48,7 @@ TEST(KrtesTin, BadInputIsReportedAndNothingIsWritten)
         {ok + " --holes " + shortHole + " -o " + out, shortHole + ":1: polyline has 2 point(s)"},
         {ok + " -o " + Temp("bad.dxf"), "unknown output format"},
         {ok + " --frobnicate", "unknown option '--frobnicate'"},
-        {ok + " --outline", "--outline needs a file"},
+        {ok + " --outline", "--outline needs a value"},
     };
     for (const Case& c : cases) {
         const CliRun r = Krtes("tin " + c.args);
