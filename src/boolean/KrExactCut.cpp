@@ -14,7 +14,9 @@
 #include <unordered_set>
 #include <utility>
 
+#include "KrTesGeometry/geom/GeoVector.h"
 #include "KrTesGeometry/geom/KrExactPredicates.h"
+#include "KrTesGeometry/geom/KrTransReferent.h"
 #include "boolean/KrBooleanCut.h"
 #include "boolean/KrImplicitPoint.h"
 
@@ -208,6 +210,72 @@ public:
 
     const std::vector<std::array<int, 3>>& Triangles() const { return m_t; }
 
+    // Lawson flips towards the Delaunay triangulation of the rounded
+    // points, constrained edges and the triangle's own edges kept: long
+    // thin pieces would otherwise survive from the insertion order and fold
+    // when the points are rounded. A flip needs the quadrilateral strictly
+    // convex by the exact orientation of the implicit points; the in-circle
+    // test runs on the rounded points with a margin, so that it cannot
+    // cycle, and the passes are bounded.
+    void MakeDelaunay()
+    {
+        if (m_t.size() < 2) return;
+        std::vector<std::array<double, 2>> xy(m_p.size());
+        for (std::size_t k = 0; k < m_p.size(); ++k) {
+            const CKrPoint3d r = m_p[k]->Round();
+            xy[k] = {Co(r, m_i), Co(r, m_j)};
+        }
+        // Coordinates relative to the first corner keep the lifts small.
+        const std::array<double, 2> o = xy[0];
+        for (auto& q : xy) q = {q[0] - o[0], q[1] - o[1]};
+        auto inCircle = [&](int a, int b, int c, int d) {
+            const double adx = xy[a][0] - xy[d][0], ady = xy[a][1] - xy[d][1];
+            const double bdx = xy[b][0] - xy[d][0], bdy = xy[b][1] - xy[d][1];
+            const double cdx = xy[c][0] - xy[d][0], cdy = xy[c][1] - xy[d][1];
+            const double al = adx * adx + ady * ady, bl = bdx * bdx + bdy * bdy, cl = cdx * cdx + cdy * cdy;
+            const double det = al * (bdx * cdy - bdy * cdx) + bl * (cdx * ady - cdy * adx) + cl * (adx * bdy - ady * bdx);
+            const double perm = al * (std::fabs(bdx * cdy) + std::fabs(bdy * cdx)) +
+                                bl * (std::fabs(cdx * ady) + std::fabs(cdy * adx)) +
+                                cl * (std::fabs(adx * bdy) + std::fabs(ady * bdx));
+            return double(m_sign) * det > 1e-9 * perm;
+        };
+        std::unordered_map<uint64_t, int> at;  // directed edge -> 3 * triangle + slot
+        auto dkey = [](int u, int v) { return uint64_t(uint32_t(u)) << 32 | uint32_t(v); };
+        auto file = [&](int t) {
+            for (int e = 0; e < 3; ++e)
+                at[dkey(m_t[static_cast<std::size_t>(t)][e], m_t[static_cast<std::size_t>(t)][(e + 1) % 3])] = 3 * t + e;
+        };
+        for (int t = 0; t < int(m_t.size()); ++t) file(t);
+        std::vector<std::pair<int, int>> stack;
+        for (const auto& tr : m_t)
+            for (int e = 0; e < 3; ++e) stack.emplace_back(tr[e], tr[(e + 1) % 3]);
+        std::size_t budget = 32 * m_t.size() * m_t.size() + 64;
+        while (!stack.empty() && budget-- > 0) {
+            const auto [u, v] = stack.back();
+            stack.pop_back();
+            if (m_cons.count(EdgeKey(u, v))) continue;
+            auto i1 = at.find(dkey(u, v)), i2 = at.find(dkey(v, u));
+            if (i1 == at.end() || i2 == at.end()) continue;
+            const int t1 = i1->second / 3, k1 = i1->second % 3, t2 = i2->second / 3, k2 = i2->second % 3;
+            if (m_t[static_cast<std::size_t>(t1)][k1] != u || m_t[static_cast<std::size_t>(t1)][(k1 + 1) % 3] != v) continue;
+            if (m_t[static_cast<std::size_t>(t2)][k2] != v || m_t[static_cast<std::size_t>(t2)][(k2 + 1) % 3] != u) continue;
+            const int w = m_t[static_cast<std::size_t>(t1)][(k1 + 2) % 3];
+            const int z = m_t[static_cast<std::size_t>(t2)][(k2 + 2) % 3];
+            if (!inCircle(u, v, w, z)) continue;
+            if (O(w, u, z) <= 0 || O(z, v, w) <= 0) continue;
+            at.erase(dkey(u, v));
+            at.erase(dkey(v, u));
+            m_t[static_cast<std::size_t>(t1)] = {w, u, z};
+            m_t[static_cast<std::size_t>(t2)] = {z, v, w};
+            file(t1);
+            file(t2);
+            stack.emplace_back(u, z);
+            stack.emplace_back(z, v);
+            stack.emplace_back(v, w);
+            stack.emplace_back(w, u);
+        }
+    }
+
 private:
     int O(int a, int b, int c) const { return m_sign * Orient2d(*m_p[a], *m_p[b], *m_p[c], m_i, m_j); }
     bool Crosses(int a, int b, int u, int v) const
@@ -232,6 +300,332 @@ private:
     std::vector<std::array<int, 3>> m_t;
     std::set<uint64_t> m_cons;
 };
+
+// ---------------------------------------------------------------------------
+// Target vertices lying on the reference surface up to rounding.
+//
+// A target that was cut before (the seam points of an earlier cut are
+// rounded intersection points, a few units in the last place off the
+// surfaces they came from) would otherwise be cut again next to its own
+// seam: its seam edges cross the reference at arbitrary places a rounding
+// error away, and the slivers between are new vertices the other mesh
+// never had. Every target vertex within `delta` of the reference (scale-
+// aware, far below the merge tolerance) is therefore made a vertex of the
+// reference first: a reference vertex that close moves onto it; otherwise
+// the vertex splits the reference edge or triangle nearest to it, and
+// target edges joining two such vertices within one reference triangle are
+// kept as edges of its re-triangulation. Afterwards the seam lies in both
+// meshes with the same vertices and edges, and the exact cut finds it as a
+// shared, already cut line. The reference moves by at most delta.
+
+struct SnapAt {
+    int dim = 3;  // 0 a reference vertex, 1 an edge, 2 a triangle's interior; 3 none
+    int id = -1;  // vertex, edge or triangle index
+    double d = DBL_MAX;
+    int tri = -1;  // the triangle it was found in (ties)
+    bool Better(const SnapAt& o) const
+    {
+        if (dim != o.dim) return dim < o.dim;
+        if (d != o.d) return d < o.d;
+        return tri < o.tri;
+    }
+};
+
+// Distance from p to the segment a-b, measured from the lexicographically
+// smaller end (both triangles of an edge agree to the last bit); inside is
+// false when the foot lies outside the open segment.
+double SegDistance(const CKrPoint3d& p, CKrPoint3d a, CKrPoint3d b, bool& inside)
+{
+    if (CKrPoint3d::CompPt(b, a) < 0) std::swap(a, b);
+    const double ux = b.x - a.x, uy = b.y - a.y, uz = b.z - a.z;
+    const double l2 = ux * ux + uy * uy + uz * uz;
+    inside = false;
+    if (!(l2 > 0.0)) return DBL_MAX;
+    const double s = ((p.x - a.x) * ux + (p.y - a.y) * uy + (p.z - a.z) * uz) / l2;
+    if (!(s > 0.0 && s < 1.0)) return DBL_MAX;
+    inside = true;
+    const double dx = p.x - (a.x + s * ux), dy = p.y - (a.y + s * uy), dz = p.z - (a.z + s * uz);
+    return std::sqrt(dx * dx + dy * dy + dz * dz);
+}
+
+std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& unsupported)
+{
+    unsupported = 0;
+    if (ref.m_setTri.empty() || tgt.m_setVer.empty()) return 0;
+    MeshIdx R;
+    R.Load(ref, 0);
+    std::vector<_sVertex*> tv(tgt.m_setVer.begin(), tgt.m_setVer.end());
+    double scale = 0.0;
+    for (const auto* list : {&R.vp, &tv})
+        for (const _sVertex* v : *list) scale = std::max({scale, std::fabs(v->pt.x), std::fabs(v->pt.y), std::fabs(v->pt.z)});
+    const double delta = std::ldexp(scale, -36);  // about 1.5e-11 of the largest coordinate
+    if (!(delta > 0.0)) return 0;
+
+    // Target vertices in cells about as large as the reference triangles.
+    double h = 0.0;
+    for (std::size_t t = 0; t < R.tp.size(); ++t)
+        h += std::max({R.box[t * 6 + 3] - R.box[t * 6], R.box[t * 6 + 4] - R.box[t * 6 + 1], R.box[t * 6 + 5] - R.box[t * 6 + 2]});
+    h = std::max(h / double(R.tp.size()), 64.0 * delta);
+    struct KeyHash {
+        std::size_t operator()(const std::array<int64_t, 3>& c) const
+        {
+            return std::size_t(c[0] * 73856093) ^ std::size_t(c[1] * 19349663) ^ std::size_t(c[2] * 83492791);
+        }
+    };
+    auto cellOf = [h](double x, double y, double z) {
+        return std::array<int64_t, 3>{int64_t(std::floor(x / h)), int64_t(std::floor(y / h)), int64_t(std::floor(z / h))};
+    };
+    std::unordered_map<std::array<int64_t, 3>, std::vector<int>, KeyHash> cells;
+    for (std::size_t i = 0; i < tv.size(); ++i) cells[cellOf(tv[i]->pt.x, tv[i]->pt.y, tv[i]->pt.z)].push_back(int(i));
+
+    std::vector<SnapAt> at(tv.size());
+    std::vector<int> cand;
+    for (std::size_t t = 0; t < R.tp.size(); ++t) {
+        if (R.degenerate[t]) continue;
+        double b[6];
+        for (int k = 0; k < 3; ++k) {
+            b[k] = R.box[t * 6 + k] - delta;
+            b[3 + k] = R.box[t * 6 + 3 + k] + delta;
+        }
+        const auto c0 = cellOf(b[0], b[1], b[2]), c1 = cellOf(b[3], b[4], b[5]);
+        const double ncell = double(c1[0] - c0[0] + 1) * double(c1[1] - c0[1] + 1) * double(c1[2] - c0[2] + 1);
+        cand.clear();
+        if (ncell > double(cells.size())) {
+            for (std::size_t i = 0; i < tv.size(); ++i) cand.push_back(int(i));
+        } else {
+            for (int64_t z = c0[2]; z <= c1[2]; ++z)
+                for (int64_t y = c0[1]; y <= c1[1]; ++y)
+                    for (int64_t x = c0[0]; x <= c1[0]; ++x) {
+                        auto it = cells.find({x, y, z});
+                        if (it != cells.end()) cand.insert(cand.end(), it->second.begin(), it->second.end());
+                    }
+        }
+        const CKrPoint3d* c[3] = {&R.C(int(t), 0), &R.C(int(t), 1), &R.C(int(t), 2)};
+        const double ux = c[1]->x - c[0]->x, uy = c[1]->y - c[0]->y, uz = c[1]->z - c[0]->z;
+        const double vx = c[2]->x - c[0]->x, vy = c[2]->y - c[0]->y, vz = c[2]->z - c[0]->z;
+        const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz, nz = ux * vy - uy * vx;
+        const double nl = std::sqrt(nx * nx + ny * ny + nz * nz);
+        for (int i : cand) {
+            const CKrPoint3d& p = tv[static_cast<std::size_t>(i)]->pt;
+            if (p.x < b[0] || p.x > b[3] || p.y < b[1] || p.y > b[4] || p.z < b[2] || p.z > b[5]) continue;
+            SnapAt s;
+            s.tri = int(t);
+            for (int k = 0; k < 3; ++k) {
+                const double d = p.Distance(*c[k]);
+                if (d <= delta && (s.dim > 0 || d < s.d)) {
+                    s.dim = 0;
+                    s.id = R.tv[t][k];
+                    s.d = d;
+                }
+            }
+            if (s.dim > 0)
+                for (int k = 0; k < 3; ++k) {
+                    bool in;
+                    const double d = SegDistance(p, *c[k], *c[(k + 1) % 3], in);
+                    if (in && d <= delta && (s.dim > 1 || d < s.d)) {
+                        s.dim = 1;
+                        s.id = R.te[t][k];
+                        s.d = d;
+                    }
+                }
+            if (s.dim > 1 && nl > 0.0) {
+                const double d = std::fabs(nx * (p.x - c[0]->x) + ny * (p.y - c[0]->y) + nz * (p.z - c[0]->z)) / nl;
+                bool inside = d <= delta;
+                for (int k = 0; k < 3 && inside; ++k) {
+                    const CKrPoint3d &a = *c[k], &e = *c[(k + 1) % 3];
+                    const double ex = e.x - a.x, ey = e.y - a.y, ez = e.z - a.z;
+                    const double mx = ny * ez - nz * ey, my = nz * ex - nx * ez, mz = nx * ey - ny * ex;
+                    inside = mx * (p.x - a.x) + my * (p.y - a.y) + mz * (p.z - a.z) > 0.0;
+                }
+                if (inside) {
+                    s.dim = 2;
+                    s.id = int(t);
+                    s.d = d;
+                }
+            }
+            if (s.dim < 3 && s.Better(at[static_cast<std::size_t>(i)])) at[static_cast<std::size_t>(i)] = s;
+        }
+    }
+
+    // One target vertex per reference vertex (the nearest; exact matches need nothing).
+    std::vector<int> moveTo(R.vp.size(), -1);
+    for (std::size_t i = 0; i < tv.size(); ++i) {
+        SnapAt& s = at[i];
+        if (s.dim != 0) continue;
+        int& m = moveTo[static_cast<std::size_t>(s.id)];
+        if (m < 0 || s.d < at[static_cast<std::size_t>(m)].d) {
+            if (m >= 0) at[static_cast<std::size_t>(m)].dim = 3;
+            m = int(i);
+        } else {
+            s.dim = 3;
+        }
+    }
+    std::size_t snapped = 0;
+    for (const SnapAt& s : at) snapped += s.dim < 3 && s.d > 0.0;
+    if (!snapped) return 0;
+
+    // Triangles around each reference vertex and at each edge.
+    std::vector<std::vector<int>> vtris(R.vp.size()), etris(R.ev.size());
+    for (std::size_t t = 0; t < R.tp.size(); ++t)
+        for (int k = 0; k < 3; ++k) {
+            vtris[static_cast<std::size_t>(R.tv[t][k])].push_back(int(t));
+            etris[static_cast<std::size_t>(R.te[t][k])].push_back(int(t));
+        }
+    auto trisOf = [&](const SnapAt& s) -> std::vector<int> {
+        if (s.dim == 0) return vtris[static_cast<std::size_t>(s.id)];
+        if (s.dim == 1) return etris[static_cast<std::size_t>(s.id)];
+        return {s.id};
+    };
+    auto onOneEdge = [&](const SnapAt& a, const SnapAt& b) {
+        auto ends = [&](int e) { return R.ev[static_cast<std::size_t>(e)]; };
+        if (a.dim == 1 && b.dim == 1) return a.id == b.id;
+        if (a.dim == 0 && b.dim == 1) return ends(b.id)[0] == a.id || ends(b.id)[1] == a.id;
+        if (a.dim == 1 && b.dim == 0) return ends(a.id)[0] == b.id || ends(a.id)[1] == b.id;
+        if (a.dim == 0 && b.dim == 0)
+            for (int t : vtris[static_cast<std::size_t>(a.id)])
+                for (int k = 0; k < 3; ++k)
+                    if (R.tv[static_cast<std::size_t>(t)][k] == b.id) return true;
+        return false;
+    };
+
+    // Target edges between snapped vertices inside one reference triangle.
+    std::unordered_map<const _sVertex*, int> tIndex;
+    for (std::size_t i = 0; i < tv.size(); ++i) tIndex.emplace(tv[i], int(i));
+    std::vector<std::array<int, 3>> cons;  // (reference triangle, target vertex, target vertex)
+    for (const _sTri* t : SortedTris(tgt))
+        for (int k = 0; k < 3; ++k) {
+            int u = tIndex[t->pVer[k]], w = tIndex[t->pVer[(k + 1) % 3]];
+            if (u > w) continue;  // each edge once (its other triangle lists it the other way)
+            const SnapAt &a = at[static_cast<std::size_t>(u)], &b = at[static_cast<std::size_t>(w)];
+            if (a.dim == 3 || b.dim == 3 || onOneEdge(a, b)) continue;
+            const std::vector<int> ta = trisOf(a), tb = trisOf(b);
+            int common = -1;
+            for (int x : ta)
+                if (std::find(tb.begin(), tb.end(), x) != tb.end() && (common < 0 || x < common)) common = x;
+            if (common < 0) {
+                ++unsupported;
+                continue;
+            }
+            cons.push_back({common, u, w});
+        }
+    std::sort(cons.begin(), cons.end());
+    cons.erase(std::unique(cons.begin(), cons.end()), cons.end());
+
+    // Move reference vertices first: the triangles around them are laid out
+    // with the new positions.
+    bool moved = false;
+    for (std::size_t v = 0; v < R.vp.size(); ++v) {
+        const int m = moveTo[v];
+        if (m < 0 || at[static_cast<std::size_t>(m)].d == 0.0) continue;
+        R.vp[v]->pt = tv[static_cast<std::size_t>(m)]->pt;
+        moved = true;
+    }
+    if (moved) ref.m_setVer.RefreshPrefixes();
+
+    std::vector<std::vector<int>> onEdge(R.ev.size()), inTri(R.tp.size());
+    std::vector<std::vector<std::pair<int, int>>> triCons(R.tp.size());
+    for (std::size_t i = 0; i < tv.size(); ++i) {
+        if (at[i].dim == 1) onEdge[static_cast<std::size_t>(at[i].id)].push_back(int(i));
+        if (at[i].dim == 2) inTri[static_cast<std::size_t>(at[i].id)].push_back(int(i));
+    }
+    for (const auto& c : cons) triCons[static_cast<std::size_t>(c[0])].emplace_back(c[1], c[2]);
+
+    // Every touched triangle is laid out before the mesh changes; when one
+    // cannot be, nothing but the moved vertices changes.
+    struct Layout {
+        int tri;
+        std::vector<_sVertex*> corners;  // ref corners, then nullptr for target points
+        std::vector<int> target;         // per local point: the target vertex, or -1
+        std::vector<std::array<int, 3>> pieces;
+    };
+    std::vector<Layout> layouts;
+    for (std::size_t t = 0; t < R.tp.size(); ++t) {
+        bool touched = !inTri[t].empty() || !triCons[t].empty();
+        for (int k = 0; k < 3; ++k) touched = touched || !onEdge[static_cast<std::size_t>(R.te[t][k])].empty();
+        if (!touched) continue;
+        Layout L;
+        L.tri = int(t);
+        std::vector<CKrPoint3d> pos;
+        std::vector<int> boundary;
+        std::unordered_map<int, int> local;  // target vertex -> local point
+        for (int k = 0; k < 3; ++k) {
+            L.corners.push_back(R.vp[static_cast<std::size_t>(R.tv[t][k])]);
+            L.target.push_back(moveTo[static_cast<std::size_t>(R.tv[t][k])]);
+            pos.push_back(R.C(int(t), k));
+            if (L.target.back() >= 0) local[L.target.back()] = k;
+        }
+        for (int k = 0; k < 3; ++k) {
+            boundary.push_back(k);
+            std::vector<int> chain = onEdge[static_cast<std::size_t>(R.te[t][k])];
+            const CKrPoint3d& a = R.C(int(t), k);
+            const CKrPoint3d& b = R.C(int(t), (k + 1) % 3);
+            const double ex = b.x - a.x, ey = b.y - a.y, ez = b.z - a.z;
+            auto param = [&](int i) {
+                const CKrPoint3d& p = tv[static_cast<std::size_t>(i)]->pt;
+                return (p.x - a.x) * ex + (p.y - a.y) * ey + (p.z - a.z) * ez;
+            };
+            std::sort(chain.begin(), chain.end(), [&](int x, int y) {
+                const double px = param(x), py = param(y);
+                return px != py ? px < py : x < y;
+            });
+            for (int i : chain) {
+                local[i] = int(pos.size());
+                boundary.push_back(int(pos.size()));
+                pos.push_back(tv[static_cast<std::size_t>(i)]->pt);
+                L.corners.push_back(nullptr);
+                L.target.push_back(i);
+            }
+        }
+        for (int i : inTri[t]) {
+            local[i] = int(pos.size());
+            pos.push_back(tv[static_cast<std::size_t>(i)]->pt);
+            L.corners.push_back(nullptr);
+            L.target.push_back(i);
+        }
+        std::vector<std::pair<int, int>> segs;
+        bool ok = true;
+        for (const auto& c : triCons[t]) {
+            auto a = local.find(c.first), b = local.find(c.second);
+            if (a == local.end() || b == local.end()) {
+                ok = false;
+                break;
+            }
+            segs.emplace_back(a->second, b->second);
+        }
+        CKrTransReferent frame;
+        const CKrPoint3d &p0 = pos[0], &p1 = pos[1], &p2 = pos[2];
+        const KrTesGeo::CGeoVector n = KrTesGeo::CGeoVector(p1 - p0) ^ KrTesGeo::CGeoVector(p2 - p0);
+        ok = ok && frame.SetData(n, p0);
+        if (ok) {
+            std::vector<CKrPoint3d> flat(pos.size());
+            for (std::size_t i = 0; i < pos.size(); ++i) frame.Trans3DTo2D(flat[i], pos[i]);
+            CKrCutTriangulator cdt(flat);
+            ok = cdt.Run(boundary, std::vector<bool>(boundary.size(), false), segs);
+            if (ok) L.pieces = cdt.Triangles();
+        }
+        if (!ok) {
+            unsupported += 1;
+            return 0;  // the layout failed: the reference keeps its triangles (moved vertices stay)
+        }
+        layouts.push_back(std::move(L));
+    }
+    for (const Layout& L : layouts) ref.DelTri(R.tp[static_cast<std::size_t>(L.tri)]);
+    std::unordered_map<int, _sVertex*> made;
+    for (Layout& L : layouts) {
+        for (std::size_t i = 0; i < L.corners.size(); ++i)
+            if (!L.corners[i]) {
+                // One vertex per target vertex, made once and shared by the
+                // triangles of its edge.
+                _sVertex*& v = made[L.target[i]];
+                if (!v) v = ref.InsertVertex(tv[static_cast<std::size_t>(L.target[i])]->pt);
+                L.corners[i] = v;
+            }
+        for (const auto& pc : L.pieces)
+            ref.AddTri(L.corners[static_cast<std::size_t>(pc[0])], L.corners[static_cast<std::size_t>(pc[1])],
+                       L.corners[static_cast<std::size_t>(pc[2])]);
+    }
+    return snapped;
+}
 
 // ---------------------------------------------------------------------------
 class Engine {
@@ -660,6 +1054,7 @@ bool Engine::Retriangulate(int m, int t, const std::vector<int>& pts, const std:
         if (a >= int(ids.size()) || b >= int(ids.size())) return false;
         if (!tr.InsertSegment(a, b)) return false;
     }
+    tr.MakeDelaunay();
     out.clear();
     for (const auto& tt : tr.Triangles()) out.push_back({ids[std::size_t(tt[0])], ids[std::size_t(tt[1])], ids[std::size_t(tt[2])]});
     return true;
@@ -1161,6 +1556,7 @@ bool ExactCut(CKrMeshData& reference, CKrMeshData& target, bool classify, KrExac
 {
     for (auto& l : out.lists) l.clear();
     out.segments.clear();
+    out.snapped = SnapNearVertices(reference, target, out.snapUnsupported);
     Engine engine(reference, target);
     return engine.Run(classify, out);
 }

@@ -45,6 +45,10 @@ struct KrExactCutResult {
     CKrTri3d lastSeed;
     bool cutOk = true;  // every met triangle re-triangulated
     std::size_t pairs = 0, points = 0, cutTris = 0, dropped = 0;
+    // Target vertices made reference vertices before the cut (lying on the
+    // reference up to rounding), and target edges between them that could
+    // not be laid into one reference triangle.
+    std::size_t snapped = 0, snapUnsupported = 0;
 };
 
 // Cuts both meshes along their intersection and, when classify is true,

@@ -62,16 +62,27 @@ public:
     // exact position of one of its triangles against the two reference
     // triangles at such an edge (lying in one of them: same or opposite by
     // facing), one without such an edge by the parity of an upward ray,
-    // symbolically perturbed, from one of its input vertices. Points are
-    // rounded once, when written; written points closer than g_dVerTol to
-    // each other or to a vertex of either mesh merge alike in both meshes,
-    // and pieces that collapse, or fold onto a triangle in opposite winding,
-    // are dropped with it. Features smaller than g_dVerTol therefore still
-    // lose detail: an intersection line passing closer than the tolerance
-    // to a vertex is pulled through it. Known limits: re-triangulation adds
-    // no Delaunay flips, so large triangles crossed by many lines (cubes
-    // against rotated cubes) get slivers that rounding can fold; such
-    // results may show self-intersections or open edges.
+    // symbolically perturbed, from one of its input vertices. Cut triangles
+    // are re-triangulated with Delaunay flips (on the rounded points, each
+    // flip checked by exact orientation), so that large triangles crossed by
+    // many lines get no slivers for rounding to fold.
+    // Before the cut, every target vertex within about 1.5e-11 of the
+    // largest coordinate of the reference surface (a rounded seam point of
+    // an earlier cut) becomes a vertex of the reference, and target edges
+    // joining two such vertices inside one reference triangle become its
+    // edges: a target cut once and sorted again against the uncut other
+    // surface keeps its seam instead of being cut beside it. The reference
+    // moves by at most that distance. Points are rounded once, when
+    // written; written points closer than g_dVerTol to each other or to a
+    // vertex of either mesh merge alike in both meshes, and pieces that
+    // collapse, or fold onto a triangle in opposite winding, are dropped
+    // with it. Features smaller than g_dVerTol therefore still lose detail:
+    // an intersection line passing closer than the tolerance to a vertex is
+    // pulled through it. Known limits: where such merging happens often
+    // (surfaces crossing at shallow angles, dense meshes: 20,000 triangles
+    // and more per sphere), results may show open edges and
+    // self-intersections, and a seam edge the merging laid across an edge
+    // of the reference cannot be laid into it again.
     enum class CutEngine { kExact, kTolerant };
     static void SetCutEngine(CutEngine engine);
     static CutEngine GetCutEngine();
