@@ -5,6 +5,7 @@
 // Construct: cutting both surfaces along their intersection and sorting
 // both (everything CKrSolidBoolean does up front, the diagnostic files
 // included). The four operations then run on one constructed object.
+// KRTES_BOOLEAN_ENGINE=exact runs the exact cut instead of the default.
 #include <benchmark/benchmark.h>
 
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "KrTesGeometry/boolean/KrMeshBoolean.h"
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 
@@ -76,6 +78,9 @@ void EnterScratch()
     static bool done = false;
     if (done) return;
     done = true;
+    const char* engine = std::getenv("KRTES_BOOLEAN_ENGINE");
+    if (engine && std::string(engine) == "exact")
+        TesTriMesh::CKrMeshBoolean::SetCutEngine(TesTriMesh::CKrMeshBoolean::CutEngine::kExact);
     static std::string dir = "/tmp/krtes_bench_boolean_XXXXXX";
     if (mkdtemp(dir.data()) && chdir(dir.c_str()) == 0)
         std::atexit([] { std::system(("rm -rf '" + dir + "'").c_str()); });
