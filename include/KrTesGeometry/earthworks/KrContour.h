@@ -46,8 +46,10 @@ struct KrContourResult {
 // Segments are joined through the triangles' shared edges into chains that
 // keep the higher ground on their left; a chain is closed or ends on the
 // surface's border. Zero-length pieces (a chain passing through a vertex on
-// the level) are dropped, and a loop shrunk to a point (a peak exactly on a
-// level) is no line.
+// the level) are dropped, and so is a chain's way along an edge and straight
+// back (a ridge exactly on the level with lower ground on both sides, which
+// encloses nothing above it); a loop shrunk to a point (a peak exactly on a
+// level) or to such a ridge is no line.
 //
 // Triangles of either winding are taken (each is turned counter-clockwise in
 // plan); triangles of zero plan area are skipped, and a chain meeting one
