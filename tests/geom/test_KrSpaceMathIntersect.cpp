@@ -24,17 +24,14 @@ TEST(KrSpaceMathSegSeg, CrossingTouchingOverlappingAndApart)
     const CKrPoint3d o(0, 0, 0), x1(1, 0, 0), x4(4, 0, 0);
     const Case cases[] = {
         {"proper crossing in 3D", o, {2, 2, 2}, {0, 2, 0}, {2, 0, 2}, 1, {1, 1, 1}, {1, 1, 1}},
-        {"skew: crossing in plan only", o, {2, 2, 0}, {0, 2, 1}, {2, 0, 1}, 0, {}, {}},
         {"skew within the tolerance", o, {2, 2, 0}, {0, 2, 5e-7}, {2, 0, 5e-7}, 1, {1, 1, 2.5e-7}, {1, 1, 2.5e-7}},
         {"skew just beyond it", o, {2, 2, 0}, {0, 2, 2e-6}, {2, 0, 2e-6}, 0, {}, {}},
         {"T-junction", o, x4, x1, {1, 3, 0}, 2, x1, x1},
-        {"end to end at an angle", o, x1, x1, {1, 1, 1}, 2, x1, x1},
         {"collinear overlap, along a", x4, o, x1, {6, 0, 0}, 3, x4, x1},
         {"short one inside the long one", {2, 2, 2}, {3, 3, 3}, o, {9, 9, 9}, 3, {2, 2, 2}, {3, 3, 3}},
         {"collinear end to end", o, x1, {3, 0, 0}, x1, 2, x1, x1},
         {"collinear with a gap", o, x1, {1.1, 0, 0}, {3, 0, 0}, 0, {}, {}},
         {"point-like segment on the other", {0.5, 0, 0}, {0.5, 0, 0}, o, x1, 2, {0.5, 0, 0}, {0.5, 0, 0}},
-        {"two coincident points", {2, 2, 2}, {2, 2, 2}, {2, 2, 2}, {2, 2, 2}, 2, {2, 2, 2}, {2, 2, 2}},
         {"long, nearly parallel, crossing", o, {1000, 0, 0}, {0, -0.05, 0}, {1000, 0.05, 0}, 1, {500, 0, 0},
          {500, 0, 0}},
     };
@@ -45,21 +42,6 @@ TEST(KrSpaceMathSegSeg, CrossingTouchingOverlappingAndApart)
         const double tol = c.code == 1 ? 1e-9 : 0.0;
         EXPECT_TRUE(Near(p, c.code > 0 ? c.p : CKrPoint3d(9, 9, 9), tol)) << c.what;
         EXPECT_TRUE(Near(q, c.code > 0 ? c.q : CKrPoint3d(9, 9, 9), tol)) << c.what;
-    }
-
-    // On a small grid: the answer does not depend on the order of the
-    // segments or their ends, and a point written lies on both segments.
-    std::mt19937 rng(7);
-    std::uniform_int_distribution<int> g(0, 3);
-    for (int i = 0; i < 500; ++i) {
-        const CKrPoint3d a1(g(rng), g(rng), 0), a2(g(rng), g(rng), 0), b1(g(rng), g(rng), 0), b2(g(rng), g(rng), 0);
-        CKrPoint3d p, q, p2, q2;
-        const int r = SM::Test_Intersect_Seg_And_Seg_3D(a1, a2, b1, b2, p, q);
-        EXPECT_EQ(SM::Test_Intersect_Seg_And_Seg_3D(b2, b1, a1, a2, p2, q2), r);
-        if (r > 0) {
-            EXPECT_LE(SM::Get_Dist_Point_To_LineSection3D_Adv(p.x, p.y, p.z, a1.x, a1.y, a1.z, a2.x, a2.y, a2.z), 1e-9);
-            EXPECT_LE(SM::Get_Dist_Point_To_LineSection3D_Adv(p.x, p.y, p.z, b1.x, b1.y, b1.z, b2.x, b2.y, b2.z), 1e-9);
-        }
     }
 }
 
@@ -73,14 +55,10 @@ TEST(KrSpaceMathSegLine, PlanCrossingOfASegmentAndALine)
     EXPECT_EQ(sl(CKrPoint3d(3, 1, 0), CKrPoint3d(4, 5, 0)), 0);
     EXPECT_EQ(sl(CKrPoint3d(3, 0, 0), CKrPoint3d(9, 0, 4)), 2);  // along
     EXPECT_TRUE(Near(p, CKrPoint3d(9, 9, 9), 0.0));
-    EXPECT_EQ(sl(CKrPoint3d(5, -1, 0), CKrPoint3d(5, 3, 8)), 1);
-    EXPECT_TRUE(Near(p, CKrPoint3d(5, 0, 2)));  // z interpolated along the segment
-    // The line is infinite: far beyond l1-l2 still counts.
-    EXPECT_EQ(sl(CKrPoint3d(-50, -1, 0), CKrPoint3d(-52, 1, 0)), 1);
-    EXPECT_TRUE(Near(p, CKrPoint3d(-51, 0, 0)));
+    // The line is infinite; z is interpolated along the segment.
+    EXPECT_EQ(sl(CKrPoint3d(-50, -1, 0), CKrPoint3d(-52, 1, 8)), 1);
+    EXPECT_TRUE(Near(p, CKrPoint3d(-51, 0, 4)));
     // An end point on the line (within the tolerance) is written as it is.
-    EXPECT_EQ(sl(CKrPoint3d(3, 0, 7), CKrPoint3d(4, 5, 0)), 1);
-    EXPECT_TRUE(Near(p, CKrPoint3d(3, 0, 7), 0.0));
     EXPECT_EQ(sl(CKrPoint3d(4, 5, 0), CKrPoint3d(3, 5e-7, 7)), 1);
     EXPECT_TRUE(Near(p, CKrPoint3d(3, 5e-7, 7), 0.0));
     EXPECT_EQ(SM::Test_Insertsect_Seg_And_Line_2D(CKrPoint3d(3, 1, 0), CKrPoint3d(4, -1, 0), l1, CKrPoint3d(0, 0, 5), p),
@@ -96,16 +74,13 @@ TEST(KrSpaceMathRayBox, ClosedBoxSlabTest)
     EXPECT_TRUE(hit(-1, 0.5, 0.5, 1, 0, 0));
     EXPECT_FALSE(hit(-1, 0.5, 0.5, -1, 0, 0));  // behind
     EXPECT_TRUE(hit(0.5, 0.5, 0.5, -1, 0, 0));  // from inside
-    // Parallel to a slab: inside it (also exactly on its face) or not.
+    // Parallel to a slab, exactly on its face or just outside; grazing a corner.
     EXPECT_TRUE(hit(-1, 1, 0.5, 1, 0, 0));
     EXPECT_FALSE(hit(-1, 1.0000001, 0.5, 1, 0, 0));
-    // Grazing an edge and corners exactly.
-    EXPECT_TRUE(hit(-1, 3, 0.5, 1, -1, 0));
-    EXPECT_TRUE(hit(-1, -1, 2, 1, 1, -1));  // at the corner (0,0,1)
-    // Zero direction: the origin alone.
+    EXPECT_TRUE(hit(-1, -1, 2, 1, 1, -1));
+    // Zero direction: the origin alone; a NaN direction never hits.
     EXPECT_TRUE(hit(1, 0, 0.3, 0, 0, 0));
     EXPECT_FALSE(hit(1, 0, 1.3, 0, 0, 0));
-    // A NaN direction.
     EXPECT_FALSE(hit(0.5, 0.5, 0.5, std::numeric_limits<double>::quiet_NaN(), 0, 0));
     // A flat box (zero thickness), and an empty one.
     const CGeoVector down(0, 0, -1);
@@ -121,8 +96,6 @@ TEST(KrSpaceMathLineTri, VerticalLinesGiveExactHeightsOnEdgesAndCorners)
     auto lt = [&](double x, double y, double eps = 1e-6, const CGeoVector& dir = CGeoVector(0, 0, 1)) {
         return SM::Test_Intersect_Line_And_Triangle_3D(CKrPoint3d(x, y, -100), dir, a, b, c, hit, eps);
     };
-    ASSERT_EQ(lt(1, 1), 1);
-    EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 9)));
     ASSERT_EQ(lt(2, 0), 1);
     EXPECT_EQ(hit.z, 12.0);  // mid-edge AB, exactly
     ASSERT_EQ(lt(4, 0), 1);
@@ -137,22 +110,13 @@ TEST(KrSpaceMathLineTri, VerticalLinesGiveExactHeightsOnEdgesAndCorners)
     EXPECT_NEAR(hit.z, 9.0, 1e-12);
     EXPECT_EQ(lt(1, 1, 1e-6, CGeoVector(0, 0, 0)), -1);
 
-    // Survey-sized coordinates: the shared edge of two triangles gives one height.
-    const CKrPoint3d p0(500000.125, 4000000.25, 120.5), p1(500010.125, 4000003.25, 122.0),
-        p2(500004.125, 4000012.25, 119.0), p3(500013.125, 4000011.25, 125.0);
-    const CKrPoint3d mid = (p1 + p2) * 0.5;
-    CKrPoint3d h1, h2;
-    ASSERT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(mid, up, p0, p1, p2, h1, 1e-6), 1);
-    ASSERT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(mid, up, p1, p3, p2, h2, 1e-6), 1);
-    EXPECT_NEAR(h1.z, mid.z, 1e-9);
-    EXPECT_NEAR(h2.z, mid.z, 1e-9);
     // A vertical triangle is parallel to a vertical line: no hit, even when the
-    // line runs inside it. A degenerate triangle: -1.
+    // line runs inside it. A degenerate triangle: -1. A slanted line through a
+    // tilted triangle.
     const CKrPoint3d o(0, 0, 0), x4(4, 0, 0);
     EXPECT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(CKrPoint3d(1, 0, 0), up, o, x4, CKrPoint3d(0, 0, 4), hit, 1e-6), 0);
     EXPECT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(CKrPoint3d(1, 0, 0), up, o, x4, CKrPoint3d(8, 0, 0), hit, 1e-6),
               -1);
-    // A slanted line through a tilted triangle.
     ASSERT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(o, CGeoVector(1, 1, 1), CKrPoint3d(3, 0, 0), CKrPoint3d(0, 3, 0),
                                                       CKrPoint3d(0, 0, 3), hit, 1e-6),
               1);
@@ -168,8 +132,6 @@ TEST(KrSpaceMathRayTriPlaneSeg, HitsAheadOnTheOriginAndInPlane)
     };
     EXPECT_EQ(rt(1, 1, 5, 0, 0, 2), 0);  // pointing away
     EXPECT_TRUE(Near(hit, CKrPoint3d(9, 9, 9), 0.0));  // untouched on a miss
-    ASSERT_EQ(rt(1, 1, 5, 0, 0, -2), 1);
-    EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 0)));
     // The origin on the triangle within the tolerance: hit where it stands
     // when leaving, at the plane when heading into it.
     ASSERT_EQ(rt(1, 1, 5e-7, 0, 0, 1), 1);
@@ -189,8 +151,7 @@ TEST(KrSpaceMathRayTriPlaneSeg, HitsAheadOnTheOriginAndInPlane)
     };
     EXPECT_EQ(rp(5, 1, 0, 1, n), 0);   // behind
     EXPECT_EQ(rp(5, 1, 0, 0, n), 0);   // parallel
-    EXPECT_EQ(rp(2, -3, 2, 0, n), 2);  // in it
-    EXPECT_EQ(rp(2, 0, 0, 0, n), 2);
+    EXPECT_EQ(rp(2, 0, 0, 0, n), 2);   // in it
     EXPECT_EQ(rp(5, 1, 0, -1, CGeoVector(0, 0, 0)), 0);
     EXPECT_TRUE(Near(hit, CKrPoint3d(9, 9, 9), 0.0));
     ASSERT_EQ(rp(5, 1, 0, -1, n), 1);
@@ -200,10 +161,6 @@ TEST(KrSpaceMathRayTriPlaneSeg, HitsAheadOnTheOriginAndInPlane)
     // A direction at a cosine of exactly 1e-6 to the normal still runs along it.
     ASSERT_EQ(CGeoVector(0.9999999999995001, 0, 1e-6).Length(), 1.0);
     EXPECT_EQ(rp(2, 0.9999999999995001, 0, 1e-6, n), 2);
-    // A ray from a corner of a triangle towards its centroid lies in its plane.
-    const CKrPoint3d ta(1, 2, 3), tb(4, -1, 7), tc(-2, 5, 1);
-    const CGeoVector tn = CGeoVector(tb - ta) ^ CGeoVector(tc - ta);
-    EXPECT_EQ(SM::Test_Intersect_Ray_And_Plane_3D(ta, (ta + tb + tc) / 3.0 - ta, tb, tn, hit), 2);
 
     // A segment against the plane z = 1 (orientation and length of the normal do not matter).
     const CKrPoint3d on1(0, 0, 1);
@@ -229,11 +186,8 @@ TEST(KrSpaceMathMapSeg, PlanPieceOverATriangleLiftedOntoIt)
     auto ms = [&](double x1, double y1, double x2, double y2) {
         return SM::Test_Intersect_MapSeg_And_Tri_3D(a, b, c, CKrPoint3d(x1, y1, 99), CKrPoint3d(x2, y2, 99), s, e);
     };
-    // Crossing the whole triangle: clipped at its edges, lifted.
-    ASSERT_TRUE(ms(-1, 1, 5, 1));
-    EXPECT_TRUE(Near(s, CKrPoint3d(0, 1, 2)));
-    EXPECT_TRUE(Near(e, CKrPoint3d(3, 1, 5)));
-    // Reversed direction, clockwise triangle: the piece follows p1 -> p2.
+    // Reversed direction, clockwise triangle: clipped at its edges, lifted,
+    // the piece following p1 -> p2.
     ASSERT_TRUE(SM::Test_Intersect_MapSeg_And_Tri_3D(a, c, b, CKrPoint3d(5, 1, 0), CKrPoint3d(-1, 1, 0), s, e));
     EXPECT_TRUE(Near(s, CKrPoint3d(3, 1, 5)));
     EXPECT_TRUE(Near(e, CKrPoint3d(0, 1, 2)));
@@ -245,15 +199,11 @@ TEST(KrSpaceMathMapSeg, PlanPieceOverATriangleLiftedOntoIt)
     ASSERT_TRUE(ms(-2, 0, 2, 0));
     EXPECT_TRUE(Near(s, a));
     EXPECT_TRUE(Near(e, CKrPoint3d(2, 0, 2)));
-    ASSERT_TRUE(ms(3, 2, 5, -2));
-    EXPECT_TRUE(Near(s, b, 1e-6));
-    EXPECT_TRUE(Near(e, b, 1e-6));
     ASSERT_TRUE(ms(3 + 2e-7, 2, 5 + 2e-7, -2));  // passing the corner just outside, within 1e-6
     EXPECT_TRUE(Near(s, b, 1e-6) && Near(e, s, 0.0));
     // A plan point (zero-length segment) inside.
     ASSERT_TRUE(ms(1, 2, 1, 2));
-    EXPECT_TRUE(Near(s, CKrPoint3d(1, 2, 5)));
-    EXPECT_TRUE(Near(e, s));
+    EXPECT_TRUE(Near(s, CKrPoint3d(1, 2, 5)) && Near(e, s));
     // Apart; a triangle seen edge-on from above.
     EXPECT_FALSE(ms(3, 3, 5, 5));
     EXPECT_FALSE(SM::Test_Intersect_MapSeg_And_Tri_3D(a, CKrPoint3d(4, 0, 0), CKrPoint3d(2, 0, 9),
@@ -264,20 +214,14 @@ TEST(KrSpaceMathTriDist, CollisionMeasureOfTwoTriangles)
 {
     const CKrPoint3d a0(0, 0, 0), a1(3, 0, 0), a2(0, 3, 0);
     double d = -1.0;
-    auto dist = [&](const CKrPoint3d& b0, const CKrPoint3d& b1, const CKrPoint3d& b2) {
-        return SM::Test_Dist_Tri_And_Tri_3D(a0, a1, a2, b0, b1, b2, d);
-    };
     // A degenerate triangle: false, distance untouched.
     EXPECT_FALSE(SM::Test_Dist_Tri_And_Tri_3D(a0, a1, CKrPoint3d(6, 0, 0), a0, a1, a2, d));
     EXPECT_EQ(d, -1.0);
-    // Meeting (here sharing a corner): 0.
-    ASSERT_TRUE(dist(a1, CKrPoint3d(6, 0, 0), CKrPoint3d(3, 3, 3)));
+    // Meeting (here sharing a corner): 0; apart: the centroid distance, not the gap.
+    ASSERT_TRUE(SM::Test_Dist_Tri_And_Tri_3D(a0, a1, a2, a1, CKrPoint3d(6, 0, 0), CKrPoint3d(3, 3, 3), d));
     EXPECT_EQ(d, 0.0);
-    // Apart, coplanar or not: the centroid distance, not the gap.
-    ASSERT_TRUE(dist(CKrPoint3d(0, 0, 1), CKrPoint3d(3, 0, 1), CKrPoint3d(0, 3, 4)));
+    ASSERT_TRUE(SM::Test_Dist_Tri_And_Tri_3D(a0, a1, a2, CKrPoint3d(0, 0, 1), CKrPoint3d(3, 0, 1), CKrPoint3d(0, 3, 4), d));
     EXPECT_DOUBLE_EQ(d, 2.0);
-    ASSERT_TRUE(dist(CKrPoint3d(10, 0, 0), CKrPoint3d(13, 0, 0), CKrPoint3d(10, 3, 0)));
-    EXPECT_DOUBLE_EQ(d, 10.0);
 }
 
 // ---- triangle against triangle ----------------------------------------------
@@ -369,6 +313,8 @@ CKrPoint3d ToPoint(const IVec& v, double scale, const CKrPoint3d& offset)
 
 TEST(KrSpaceMathTriTri, TouchingCrossingCoplanarAndDegenerateCases)
 {
+    // The decision itself is checked against the reference below; here the
+    // common segment, the coplanar flag and the cases a grid cannot reach.
     const Tri a = {CKrPoint3d(0, 0, 0), CKrPoint3d(2, 0, 0), CKrPoint3d(0, 2, 0)};
     CKrPoint3d p, q;
     bool coplanar = true;
@@ -378,71 +324,39 @@ TEST(KrSpaceMathTriTri, TouchingCrossingCoplanarAndDegenerateCases)
     const auto endsAre = [&](const CKrPoint3d& u, const CKrPoint3d& v) {
         return (p.Distance(u) < 1e-12 && q.Distance(v) < 1e-12) || (p.Distance(v) < 1e-12 && q.Distance(u) < 1e-12);
     };
-
-    // Shared corner only.
-    const Tri sharedVertex = {CKrPoint3d(0, 0, 0), CKrPoint3d(-1, 0, 1), CKrPoint3d(0, -1, 1)};
-    EXPECT_EQ(TriTri(a, sharedVertex), 2);
-    ASSERT_EQ(seg(sharedVertex), 2);
-    EXPECT_FALSE(coplanar);
-    EXPECT_TRUE(endsAre(CKrPoint3d(0, 0, 0), CKrPoint3d(0, 0, 0)));
-    // Shared edge, folded up.
-    const Tri sharedEdge = {CKrPoint3d(2, 0, 0), CKrPoint3d(0, 0, 0), CKrPoint3d(1, 0, 3)};
-    ASSERT_EQ(seg(sharedEdge), 2);
+    // Shared edge, folded up; skew edges crossing at (1,1,0); a proper
+    // crossing; an edge lying in the other's plane, partly across it.
+    ASSERT_EQ(seg({CKrPoint3d(2, 0, 0), CKrPoint3d(0, 0, 0), CKrPoint3d(1, 0, 3)}), 2);
     EXPECT_TRUE(endsAre(CKrPoint3d(0, 0, 0), CKrPoint3d(2, 0, 0)));
-    // A corner resting on the face interior.
-    const Tri onFace = {CKrPoint3d(0.5, 0.25, 0), CKrPoint3d(0, 0, 1), CKrPoint3d(3, 1, 2)};
-    ASSERT_EQ(seg(onFace), 2);
-    EXPECT_TRUE(endsAre(CKrPoint3d(0.5, 0.25, 0), CKrPoint3d(0.5, 0.25, 0)));
-    const Tri aboveFace = {CKrPoint3d(0.5, 0.25, 1e-300), CKrPoint3d(0, 0, 1), CKrPoint3d(3, 1, 2)};
-    EXPECT_EQ(TriTri(a, aboveFace), 0);  // no tolerance: a hair above is apart
-    // Skew edges crossing at one point: (1,1,0) on the hypotenuse.
-    const Tri edgeOnEdge = {CKrPoint3d(1, 1, -1), CKrPoint3d(1, 1, 1), CKrPoint3d(3, 3, 0)};
-    ASSERT_EQ(seg(edgeOnEdge), 2);
+    ASSERT_EQ(seg({CKrPoint3d(1, 1, -1), CKrPoint3d(1, 1, 1), CKrPoint3d(3, 3, 0)}), 2);
     EXPECT_TRUE(endsAre(CKrPoint3d(1, 1, 0), CKrPoint3d(1, 1, 0)));
-    // Proper crossing: the common segment x = 0.5, y in [0, 1.5].
-    const Tri crossing = {CKrPoint3d(0.5, -1, -1), CKrPoint3d(0.5, 3, -1), CKrPoint3d(0.5, 0.5, 2)};
-    ASSERT_EQ(seg(crossing), 2);
+    ASSERT_EQ(seg({CKrPoint3d(0.5, -1, -1), CKrPoint3d(0.5, 3, -1), CKrPoint3d(0.5, 0.5, 2)}), 2);
     EXPECT_TRUE(endsAre(CKrPoint3d(0.5, 0, 0), CKrPoint3d(0.5, 1.5, 0)));
-    // An edge lying in the other's plane, partly across it.
-    const Tri edgeInPlane = {CKrPoint3d(-1, 0.5, 0), CKrPoint3d(3, 0.5, 0), CKrPoint3d(1, 0.5, 4)};
-    ASSERT_EQ(seg(edgeInPlane), 2);
+    ASSERT_EQ(seg({CKrPoint3d(-1, 0.5, 0), CKrPoint3d(3, 0.5, 0), CKrPoint3d(1, 0.5, 4)}), 2);
     EXPECT_FALSE(coplanar);
     EXPECT_TRUE(endsAre(CKrPoint3d(0, 0.5, 0), CKrPoint3d(1.5, 0.5, 0)));
-    // Apart, not coplanar: a parallel plane and a tilted miss.
+    // Apart: the ends untouched. Coplanar, meeting or apart.
     p = q = CKrPoint3d(7, 7, 7);
     EXPECT_EQ(seg({CKrPoint3d(0, 0, 1), CKrPoint3d(2, 0, 1), CKrPoint3d(0, 2, 1)}), 0);
-    EXPECT_EQ(TriTri(a, {CKrPoint3d(1.1, 1.1, -1), CKrPoint3d(1.1, 1.1, 1), CKrPoint3d(3, 3, 0)}), 0);
-    EXPECT_TRUE(endsAre(CKrPoint3d(7, 7, 7), CKrPoint3d(7, 7, 7)));  // untouched
-
-    // Coplanar: overlapping, nested, touching at a corner or along
-    // an edge, and apart.
+    EXPECT_TRUE(endsAre(CKrPoint3d(7, 7, 7), CKrPoint3d(7, 7, 7)));
     EXPECT_EQ(seg({CKrPoint3d(0.5, 0.5, 0), CKrPoint3d(2.5, 0.5, 0), CKrPoint3d(0.5, 2.5, 0)}), 2);
     EXPECT_TRUE(coplanar);
-    EXPECT_EQ(TriTri(a, {CKrPoint3d(0.2, 0.2, 0), CKrPoint3d(0.5, 0.2, 0), CKrPoint3d(0.2, 0.5, 0)}), 2);
-    EXPECT_EQ(TriTri(a, {CKrPoint3d(2, 0, 0), CKrPoint3d(3, 0, 0), CKrPoint3d(3, 1, 0)}), 2);
-    EXPECT_EQ(TriTri(a, {CKrPoint3d(1, 1, 0), CKrPoint3d(3, 3, 0), CKrPoint3d(2, 0, 0)}), 2);
-    EXPECT_EQ(TriTri(a, {CKrPoint3d(1, -1, 0), CKrPoint3d(2, -1, 0), CKrPoint3d(1.5, -1e-300, 0)}), 1);
     coplanar = false;
     EXPECT_EQ(seg({CKrPoint3d(3, 3, 0), CKrPoint3d(4, 3, 0), CKrPoint3d(3, 4, 0)}), 1);
     EXPECT_TRUE(coplanar);
-
-    // Degenerate: collinear corners, or two equal corners, on either side.
-    const Tri line = {CKrPoint3d(0, 0, 0), CKrPoint3d(1, 1, 1), CKrPoint3d(3, 3, 3)};
-    const Tri point = {CKrPoint3d(1, 1, 0), CKrPoint3d(1, 1, 0), CKrPoint3d(2, 0, 5)};
-    EXPECT_EQ(TriTri(a, line), -1);
-    EXPECT_EQ(TriTri(line, a), -1);
-    EXPECT_EQ(TriTri(point, a), -1);
+    // No tolerance: a hair above the face, or beside an edge, is apart.
+    EXPECT_EQ(TriTri(a, {CKrPoint3d(0.5, 0.25, 1e-300), CKrPoint3d(0, 0, 1), CKrPoint3d(3, 1, 2)}), 0);
+    EXPECT_EQ(TriTri(a, {CKrPoint3d(1, -1, 0), CKrPoint3d(2, -1, 0), CKrPoint3d(1.5, -1e-300, 0)}), 1);
     // A sliver that only looks degenerate in floating point is a triangle.
     EXPECT_EQ(TriTri({CKrPoint3d(0, 0, 0), CKrPoint3d(1, 1, 0), CKrPoint3d(1e20, 1e20 + 16384.0, 0)}, a), 2);
 }
 
 // Random pairs on a tiny grid, so that shared corners, corners on
-// edges and faces, and coplanar pairs are common: the exact decision must
-// match the separating-axis reference and must not depend on corner order or
-// argument order. A third of the pairs lie in the plane z = 1 and a third in
-// the slanted plane z = x + y - 2, so that coplanar pairs, touching or apart,
-// are just as common. Shifted far from the origin and scaled by a power of two,
-// the geometry and hence the answer stay the same.
+// edges and faces, degenerate triangles and coplanar pairs are common: the
+// exact decision must match the separating-axis reference and must not depend
+// on corner order or argument order. A third of the pairs lie in the plane
+// z = 1 and a third in the slanted plane z = x + y - 2. Shifted far from the
+// origin and scaled by a power of two, the answer stays the same.
 TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
 {
     std::mt19937 rng(20240531);
@@ -459,24 +373,26 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
             }
         }
         const int ref = RefTriTri(A, B);
-        const Tri a = {ToPoint(A[0], 1, {}), ToPoint(A[1], 1, {}), ToPoint(A[2], 1, {})};
-        const Tri b = {ToPoint(B[0], 1, {}), ToPoint(B[1], 1, {}), ToPoint(B[2], 1, {})};
+        Tri a, b, fa, fb;
+        for (int i = 0; i < 3; ++i) {
+            a[i] = ToPoint(A[i], 1, {});
+            b[i] = ToPoint(B[i], 1, {});
+            fa[i] = ToPoint(A[i], 0.125, far);
+            fb[i] = ToPoint(B[i], 0.125, far);
+        }
         ASSERT_EQ(TriTri(a, b), ref) << "iteration " << iter;
+        ASSERT_EQ(TriTri(fa, fb), ref) << "shifted, iteration " << iter;
         ++count[ref + 1];
         if (iter % 10 == 0) {
             ASSERT_TRUE(InvariantUnderPermutation(a, b, ref)) << "iteration " << iter;
         }
-        const Tri fa = {ToPoint(A[0], 0.125, far), ToPoint(A[1], 0.125, far), ToPoint(A[2], 0.125, far)};
-        const Tri fb = {ToPoint(B[0], 0.125, far), ToPoint(B[1], 0.125, far), ToPoint(B[2], 0.125, far)};
-        ASSERT_EQ(TriTri(fa, fb), ref) << "shifted, iteration " << iter;
 
         // The common segment of non-coplanar meeting triangles lies on both.
         CKrPoint3d p, q;
         bool coplanar = false;
         if (SM::Test_Intersect_Tri_And_Tri_3D(a[0], a[1], a[2], b[0], b[1], b[2], p, q, coplanar) == 2 && !coplanar) {
             for (const CKrPoint3d& e : {p, q, (p + q) * 0.5}) {
-                ASSERT_TRUE(OnTriangle(e, a)) << "iteration " << iter;
-                ASSERT_TRUE(OnTriangle(e, b)) << "iteration " << iter;
+                ASSERT_TRUE(OnTriangle(e, a) && OnTriangle(e, b)) << iter;
             }
         }
     }
@@ -490,29 +406,25 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
 TEST(KrSpaceMathTriTri, NearTouchingPairsAreDecidedConsistently)
 {
     std::mt19937 rng(99);
-    std::uniform_real_distribution<double> u(-1.0, 1.0);
-    std::uniform_real_distribution<double> w(0.0, 1.0);
-    int meet = 0, apart = 0;
+    std::uniform_real_distribution<double> u(-1.0, 1.0), w(0.0, 1.0);
     for (int iter = 0; iter < 200; ++iter) {
         const Tri a = {CKrPoint3d(u(rng), u(rng), u(rng)), CKrPoint3d(u(rng), u(rng), u(rng)),
                        CKrPoint3d(u(rng), u(rng), u(rng))};
-        // A corner of b on a's face or on one of its edges, b's other corners
+        // A corner of b on a's face or on its edge a0-a1, b's other corners
         // on one side of a's plane or across it.
         double s = w(rng), t = w(rng);
         if (s + t > 1) {
             s = 1 - s;
             t = 1 - t;
         }
-        if (iter % 3 == 0) t = 0;  // on the edge a0-a1
+        if (iter % 3 == 0) t = 0;
         const CKrPoint3d touch = a[0] + (a[1] - a[0]) * s + (a[2] - a[0]) * t;
-        const KrTesGeo::CGeoVector n = KrTesGeo::CGeoVector(a[1] - a[0]) ^ KrTesGeo::CGeoVector(a[2] - a[0]);
+        const CGeoVector n = CGeoVector(a[1] - a[0]) ^ CGeoVector(a[2] - a[0]);
         const double side = iter % 2 ? 1.0 : -1.0;
         const Tri b = {touch, touch + n * side + CKrPoint3d(u(rng), u(rng), u(rng)) * 0.1,
                        touch + n * (iter % 4 < 2 ? side : -side) * 0.5 + CKrPoint3d(u(rng), u(rng), 0)};
         const int r = TriTri(a, b);
         ASSERT_TRUE(r == 0 || r == 2) << r;
-        (r == 2 ? meet : apart)++;
         ASSERT_TRUE(InvariantUnderPermutation(a, b, r)) << "iteration " << iter;
     }
-    EXPECT_GT(meet, 0);
 }
