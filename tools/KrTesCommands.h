@@ -15,6 +15,7 @@ void AddDrape(Cli& cli);
 void AddFit(Cli& cli);
 void AddCollide(Cli& cli);
 void AddBoolean(Cli& cli);
+void AddGrid(Cli& cli);
 
 }  // namespace krtes
 

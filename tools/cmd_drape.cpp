@@ -28,12 +28,13 @@ int RunDrape(const DrapeArgs& a, Report& r)
     if (!ReadSurfaceFile(a.surface, mesh, how, err)) return r.Fail(err);
     std::vector<std::vector<CKrPoint3d>> input;
     progress.Step("reading " + a.lines);
-    if (!ReadPolylineFile(a.lines, input, 2, err)) return r.Fail(err);
+    if (!ReadSurveyLines(a.lines, input, 2, err, false)) return r.Fail(err);
 
     TesTriMesh::CKrMeshQuery q(mesh);
     std::string buf = "# " + a.lines + " draped onto " + a.surface +
                       ": one block of x y z lines per piece; a closed piece repeats its first point\n";
     std::size_t pieces = 0, vertices = 0, missed = 0;
+    std::vector<std::vector<CKrPoint3d>> layer;  // the pieces, for a vector layer output
     for (std::size_t i = 0; i < input.size(); ++i) {
         progress.Fraction("draping", i, input.size());
         std::vector<CKrPoint3d> pl = input[i];
@@ -52,12 +53,18 @@ int RunDrape(const DrapeArgs& a, Report& r)
                    std::to_string(draped.size()) + (d.IsClosed() ? " (closed)" : "") + "\n";
             for (const CKrPoint3d& p : d.GetVerts()) AppendPoint(buf, p);
             if (d.IsClosed() && d.NumVerts() > 0) AppendPoint(buf, d.GetVerts().front());
+            layer.push_back(d.GetVerts());
+            if (d.IsClosed() && d.NumVerts() > 0) layer.back().push_back(d.GetVerts().front());
             ++pieces;
             vertices += d.NumVerts();
         }
     }
 
-    if (!r.WriteText(a.out, buf, err)) return r.Fail(err);
+    if (IsSurveyLayerName(a.out)) {
+        if (!WriteSurveyLines(a.out, layer, err)) return r.Fail(err);
+    } else if (!r.WriteText(a.out, buf, err)) {
+        return r.Fail(err);
+    }
     r["surface"] = a.surface;
     r["surface_kind"] = how;
     r["lines"] = input.size();
@@ -81,7 +88,7 @@ void AddDrape(Cli& cli)
         "LINES holds blocks of x y z lines (z is ignored; a block whose last point repeats its\n"
         "first is a ring). The draped pieces are written as polyline blocks, split where a\n"
         "line leaves the surface. Without -o they go to standard output, the report to\n"
-        "standard error.\n\n"
+        "standard error. LINES and OUT may also be vector layers (.gpkg, .shp, .dxf, .geojson).\n\n"
         "Examples:\n"
         "  krtes drape terrain.obj roads.txt -o draped.txt\n"
         "  krtes drape terrain.obj roads.txt --json -o draped.txt",

@@ -50,7 +50,7 @@ int RunElev(ElevArgs a, Report& r)
     if (!a.points.empty()) {
         std::vector<CKrPoint3d> read;
         progress.Step("reading " + a.points);
-        if (!ReadPlanPointFile(a.points, read, err)) return r.Fail(err);
+        if (!ReadSurveyPlanPoints(a.points, read, err)) return r.Fail(err);
         for (const CKrPoint3d& p : read) query.push_back({p.x, p.y});
     } else {
         // A grid over the surface's extent, at most about 100 points a side
@@ -111,7 +111,8 @@ void AddElev(Cli& cli)
     auto a = std::make_shared<ElevArgs>();
     CLI::App* c = cli.Add(
         "elev", "Elevation of a surface at points or on a grid",
-        "SURFACE is a mesh (.obj, .ply, .stl) or a point file, triangulated first. Writes x y z\n"
+        "SURFACE is a mesh (.obj, .ply, .stl), a LandXML surface, an elevation raster or a point\n"
+        "file, triangulated first; POINTS may be a vector layer of points. Writes x y z\n"
         "lines; points off the surface are listed as '# off surface: x y' comments. Without -o\n"
         "the elevations go to standard output and the report to standard error.\n\n"
         "Examples:\n"

@@ -26,16 +26,16 @@ int RunTin(const TinArgs& a, Report& r)
     std::string err;
     std::vector<CKrPoint3d> pts;
     progress.Step("reading " + points);
-    if (!ReadPointFile(points, pts, err)) return r.Fail(err);
+    if (!ReadSurveyPoints(points, pts, err)) return r.Fail(err);
     std::vector<std::vector<CKrPoint3d>> brk, outl, hol;
-    if (!a.breaklines.empty() && !ReadPolylineFile(a.breaklines, brk, 2, err)) return r.Fail(err);
+    if (!a.breaklines.empty() && !ReadSurveyLines(a.breaklines, brk, 2, err)) return r.Fail(err);
     if (!a.outline.empty()) {
-        if (!ReadPolylineFile(a.outline, outl, 3, err)) return r.Fail(err);
+        if (!ReadSurveyLines(a.outline, outl, 3, err)) return r.Fail(err);
         if (outl.size() != 1)
             return r.Fail(a.outline + ": an outline file holds exactly one polyline, found " +
                           std::to_string(outl.size()));
     }
-    if (!a.holes.empty() && !ReadPolylineFile(a.holes, hol, 3, err)) return r.Fail(err);
+    if (!a.holes.empty() && !ReadSurveyLines(a.holes, hol, 3, err)) return r.Fail(err);
     const double readTime = timer.Seconds();
 
     TesTriMesh::CKrMeshData mesh;
@@ -101,7 +101,9 @@ void AddTin(Cli& cli)
         "tin", "Triangulate survey points into a TIN (breaklines, outline, holes)",
         "POINTS holds one x y z per line. Polyline files hold one block of x y z lines per\n"
         "polyline, blocks separated by a blank line. Without POINTS the bundled sample terrain\n"
-        "is used. Prints the points read, vertices, triangles, extent and time.\n\n"
+        "is used. Prints the points read, vertices, triangles, extent and time. A header row\n"
+        "names the columns (x/e/easting, y/n/northing, z/elevation; others are carried);\n"
+        ".gpkg, .shp, .dxf and .geojson files are read as vector layers.\n\n"
         "Examples:\n"
         "  krtes tin data/jacksboro_scattered.xyz -o terrain.obj\n"
         "  krtes tin survey.xyz --breaklines kerbs.txt --outline site.txt --json -o site.ply",
@@ -111,7 +113,11 @@ void AddTin(Cli& cli)
     AddFile(c, "--outline", a->outline, "One closed polyline that clips the surface");
     AddFile(c, "--holes", a->holes, "Closed polylines cut out of the surface");
     c->add_flag("--split-crossings", a->split, "Put a vertex where two breaklines cross (otherwise the later wins)");
+#ifdef KRTES_HAVE_PUGIXML
+    AddOutput(c, a->out, "Write the TIN to OUT (.obj, .ply or LandXML .xml)", {".obj", ".ply", ".xml"});
+#else
     AddOutput(c, a->out, "Write the TIN to OUT (.obj or .ply)", {".obj", ".ply"});
+#endif
 }
 
 }  // namespace krtes

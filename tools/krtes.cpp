@@ -8,6 +8,7 @@ int main(int argc, char** argv)
     krtes::AddTin(cli);
     krtes::AddElev(cli);
     krtes::AddDrape(cli);
+    krtes::AddGrid(cli);
     krtes::AddFit(cli);
     krtes::AddCollide(cli);
     krtes::AddBoolean(cli);

@@ -1,5 +1,6 @@
 #include "KrTesGeometry/io/KrPointTable.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 
@@ -227,13 +228,16 @@ bool ReadPointTable(const std::string& path, SKrPointTable& table, std::string& 
                 return false;
             }
         }
-        if (f.size() > ncol) {
-            err = sc.Here() + "expected " + std::to_string(ncol) + " fields, found " + std::to_string(f.size());
+        // Too many fields, or too few to reach a coordinate column.
+        const std::size_t need = static_cast<std::size_t>(std::max({role[0], role[1], role[2]})) + 1;
+        if (f.size() > ncol || f.size() < need) {
+            err = sc.Here() + "expected " + std::to_string(ncol) + " values" + (extraCol.empty() ? " (x y z)" : "") +
+                  ", found " + std::to_string(f.size());
             return false;
         }
         double c[3];
         for (int r = 0; r < 3; ++r) {
-            if (static_cast<std::size_t>(role[r]) >= f.size() || f[role[r]].empty()) {
+            if (f[role[r]].empty()) {
                 err = sc.Here() + "no value in column " + std::to_string(role[r] + 1) + " (" + "xyz"[r] + ")";
                 return false;
             }

@@ -1,6 +1,7 @@
 #include "KrTesGeometry/io/KrSurveyFiles.h"
 
 #include "KrTesGeometry/io/KrMeshFile.h"
+#include "KrTesGeometry/io/KrPointFile.h"
 #include "KrTesGeometry/io/KrPointTable.h"
 #include "KrTesGeometry/io/KrPolylineFile.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
@@ -70,6 +71,40 @@ bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std
     if (!ReadPointTable(path, t, err)) return false;
     pts.swap(t.pts);
     return true;
+}
+
+bool IsSurveyLayerName(const std::string& path) { return IsVectorName(path); }
+
+bool ReadSurveyPlanPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err)
+{
+    if (IsVectorName(path)) {
+#ifdef KRTES_HAVE_GDAL
+        SKrVectorOptions o;
+        o.needZ = false;
+        std::vector<CKrPoint3d> got;
+        if (!ReadVectorPoints(path, got, err, o)) return false;
+        for (CKrPoint3d& p : got) p.z = 0;
+        pts.swap(got);
+        return true;
+#else
+        return Without(path, "vector layer", "GDAL", err);
+#endif
+    }
+    return ReadPlanPointFile(path, pts, err);
+}
+
+bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKrPoint3d>>& lines, std::string& err)
+{
+    if (!IsVectorName(path)) {
+        err = path + ": not a vector layer name (use .gpkg, .shp, .dxf or .geojson)";
+        return false;
+    }
+#ifdef KRTES_HAVE_GDAL
+    return WriteVectorLines(path, lines, err);
+#else
+    (void)lines;
+    return Without(path, "vector layer", "GDAL", err);
+#endif
 }
 
 bool ReadSurveyLines(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines, std::size_t minPoints,

@@ -97,8 +97,9 @@ TEST(KrPointTable, BadTablesNameTheFileAndLine)
 {
     iotest::Files files;
     const std::vector<std::pair<std::string, std::string>> cases{
-        {"x,y,z\n1,2,3\n4,5\n", ":3: no value in column 3 (z)"},
-        {"x,y,z\n1,2,3\n4,5,6,7\n", ":3: expected 3 fields, found 4"},
+        {"x,y,z\n1,2,3\n4,5\n", ":3: expected 3 values (x y z), found 2"},
+        {"x,y,z\n1,2,3\n4,5,6,7\n", ":3: expected 3 values (x y z), found 4"},
+        {"x,y,z,code\n1,,3,a\n", ":2: no value in column 2 (y)"},
         {"x;y;z\n1;2;3\n1;zwei;3\n", ":3: 'zwei' is not a number"},
         {"x,y,z\n1,2,nan\n", ":2: coordinate is not finite"},
         {"\xEF\xBB\xBF" "id,x,y,height\r\n", ""},  // a header alone: no points, no error

@@ -23,6 +23,18 @@ namespace krtes {
 // Survey points (x easting, y northing, z elevation).
 KRTESIO_API bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err);
 
+// Plan positions (z 0): a vector layer's points, 2D or 3D, or a plan point
+// file (ReadPlanPointFile).
+KRTESIO_API bool ReadSurveyPlanPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err);
+
+// Writes polylines as a vector layer when the name asks for one (.gpkg,
+// .shp, .dxf, .geojson, ...); false with err otherwise.
+KRTESIO_API bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKrPoint3d>>& lines,
+                                  std::string& err);
+
+// True for the names of vector layers (.gpkg .shp .dxf .geojson .json .gml .kml).
+KRTESIO_API bool IsSurveyLayerName(const std::string& path);
+
 // Survey lines; each needs at least minPoints points. needZ false reads
 // plan lines (a vector layer's 2D lines get z 0).
 KRTESIO_API bool ReadSurveyLines(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines,
