@@ -183,6 +183,10 @@ def test_outline_and_drape(rng):
     for p in pieces:
         assert (np.diff(p[:, 0]) > 0).all() and np.allclose(p[:, 1], 15)
         np.testing.assert_allclose(p[:, 2], plane(p[:, 0], p[:, 1]), atol=1e-9)
+    # A closed ring around the hole stays on the surface: one piece, back at its start.
+    ring = tin.drape(np.array([[5, 5], [35, 5], [35, 25], [5, 25]], float), closed=True)
+    assert len(ring) == 1 and np.array_equal(ring[0][0], ring[0][-1]) and np.allclose(ring[0][0, :2], [5, 5])
+    np.testing.assert_allclose(ring[0][:, 2], plane(ring[0][:, 0], ring[0][:, 1]), atol=1e-9)
     both = tin.drape([line, line[::-1]])
     assert len(both) == 2 and np.allclose(both[1][0][0], both[0][1][-1])
 
@@ -201,13 +205,16 @@ def test_gil_is_released_during_a_long_build(rng):
     while not stamps:
         time.sleep(0.001)
     t0 = time.perf_counter()
-    tin = krtes.Tin.from_points(xyz)
+    calls = []  # the progress callback runs inside the build, the GIL taken back for it
+    tin = krtes.Tin.from_points(xyz, progress=lambda done, total: calls.append((done, total)))
     v = tin.vertices
     z = tin.elevation(v[:, :2])
     t1 = time.perf_counter()
     stop.set()
     t.join()
     np.testing.assert_allclose(z, v[:, 2], rtol=0, atol=1e-9)
+    done = [d for d, _ in calls]
+    assert calls and done == sorted(done) and calls[-1][0] == calls[-1][1] >= len(v)
     # With the GIL held, the ticking thread would stop for the whole call.
     inside = np.array([s for s in stamps if t0 <= s <= t1])
     gaps = np.diff(np.concatenate([[t0], inside, [t1]]))
