@@ -89,33 +89,37 @@ bool CKrMeshQuery::GetMapPoint(double x, double y, double& z) const
     constexpr std::size_t kGridAfter = 64;
     if (!m_pPlanGrid && ++m_nMapQueries > kGridAfter && m_mesh.TriNum() > 256)
         m_pPlanGrid.reset(new CKrPlanTriGrid(m_mesh, 4.0 * kEps));
-    std::vector<_sTri*> octCand;
-    const _sTri* const* cand = nullptr;
-    std::size_t nCand = 0;
-    if (m_pPlanGrid) {
-        cand = m_pPlanGrid->Begin(x, y, nCand);
-    } else {
-        FindTriByPos(CKrPoint3d(x, y, 0.0), octCand, false);
-        cand = octCand.data();
-        nCand = octCand.size();
-    }
-    if (nCand == 0) return false;
     const CKrPoint3d at(x, y, 0.0);
     const CGeoVector up(0.0, 0.0, 1.0);
     bool found = false;
     double top = -DBL_MAX;
-    for (std::size_t i = 0; i < nCand; ++i) {
-        const _sTri* t = cand[i];
+    auto consider = [&](const _sTri* t) {
         // The vertical line can only meet a triangle within 1e-6 of its plan
         // box; skipping the others first saves the exact test on most of the
         // candidates of a node.
-        if (OutsidePlanBox(t, x, y, 2.0 * kEps)) continue;
+        if (OutsidePlanBox(t, x, y, 2.0 * kEps)) return;
         CKrPoint3d hit;
         if (CKrSpaceMath::Test_Intersect_Line_And_Triangle_3D(at, up, P(t, 0), P(t, 1), P(t, 2), hit, kEps) != 1)
-            continue;
+            return;
         // Where the surface folds over itself the topmost sheet wins.
         if (!found || hit.z > top) top = hit.z;
         found = true;
+    };
+    if (m_pPlanGrid) {
+        std::size_t nCand = 0;
+        double qx = 0.0, qy = 0.0;
+        const CKrPlanTriGrid::Entry* cand = m_pPlanGrid->Begin(x, y, nCand, qx, qy);
+        for (std::size_t i = 0; i < nCand; ++i) {
+            // The cell's coarse box is wider than the plan box test: a
+            // triangle it rules out is one that test would rule out.
+            const CKrPlanTriGrid::Entry& e = cand[i];
+            if (qx < e.lo[0] || qx > e.hi[0] || qy < e.lo[1] || qy > e.hi[1]) continue;
+            consider(e.tri);
+        }
+    } else {
+        std::vector<_sTri*> octCand;
+        FindTriByPos(CKrPoint3d(x, y, 0.0), octCand, false);
+        for (const _sTri* t : octCand) consider(t);
     }
     if (!found) return false;
     z = top;

@@ -50,6 +50,49 @@ public:
 private:
     const CKrMeshData& m_mesh;
 };
+
+// Writes the kernel's live triangles into a mesh that has no triangle and no
+// octree.
+void WriteKernelFaces(CKrMeshData& mesh, const CKrDelaunayKernel& kernel)
+{
+    // The same records, created in the same order, as one AddTri per live
+    // slot (the mesh has no other triangle and no octree here), but each
+    // edge is taken from the kernel's adjacency instead of being looked up:
+    // an edge exists already exactly when the triangle across it was written
+    // before, and then it is that triangle's edge facing this one.
+    const std::vector<CKrDelaunayKernel::Face>& faces = kernel.Faces();
+    const std::size_t n = faces.size();
+    std::vector<_sTri*> made(n, nullptr);
+    CKrMeshData::TriSet& tris = mesh.m_setTri;
+    CKrMeshData::EdgeSet& edges = mesh.m_setEdge;
+    constexpr std::size_t kAhead = 8;  // the corners are scattered records: load them early
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i + kAhead < n && faces[i + kAhead].mark != CKrDelaunayKernel::kDead)
+            for (uint32_t v : faces[i + kAhead].v) detail::KrOrderedSetDetail::Prefetch(kernel.Vertex(v));
+        const CKrDelaunayKernel::Face& f = faces[i];
+        if (f.mark == CKrDelaunayKernel::kDead) continue;
+        _sTri* t = tris.Create();
+        for (int k = 0; k < 3; ++k) t->pVer[k] = kernel.Vertex(f.v[k]);
+        for (_sVertex* v : t->pVer) v->setTri.insert(t);
+        for (int k = 0; k < 3; ++k) {
+            _sEdge* e = nullptr;
+            const CKrDelaunayKernel::Tri o = f.n[k];
+            if (o != CKrDelaunayKernel::kNone && made[o]) {
+                const CKrDelaunayKernel::Face& g = faces[o];
+                const int back = g.n[0] == i ? 0 : (g.n[1] == i ? 1 : 2);
+                e = made[o]->pEdge[back];
+            } else {
+                e = edges.Create(t->pVer[k], t->pVer[k == 2 ? 0 : k + 1]);
+                edges.InsertFresh(e);
+            }
+            e->AddEdgeTri(t);
+            t->pEdge[k] = e;
+        }
+        tris.insert(t);
+        made[i] = t;
+    }
+}
+
 }  // namespace
 
 double CKrDelaunay::GetCoordTol() { return g_dDelaunayTol; }
@@ -226,10 +269,9 @@ void CKrDelaunay::InsertAllVertices()
     kernel.ReleaseWorkspace();
 
     m_mesh.DelTri(super);
-    for (const CKrDelaunayKernel::Face& f : kernel.Faces())
-        if (f.mark != CKrDelaunayKernel::kDead)
-            m_mesh.AddTri(kernel.Vertex(f.v[0]), kernel.Vertex(f.v[1]), kernel.Vertex(f.v[2]));
+    WriteKernelFaces(m_mesh, kernel);
 }
+
 
 // ---------------------------------------------------------------------------
 // The driver
