@@ -1311,83 +1311,178 @@ void Engine::WriteBack(bool classify, KrExactCutResult& out)
     std::vector<CKrPoint3d> pos(m_new.size());
     for (std::size_t i = 0; i < m_new.size(); ++i) pos[i] = m_new[i].Round();
     auto P = [&](int id) -> const CKrPoint3d& { return id < m_nOrig ? Coord(id) : pos[static_cast<std::size_t>(id - m_nOrig)]; };
-    // Clusters of points closer than the tolerance, formed through new points.
-    std::vector<int> parent(static_cast<std::size_t>(total));
-    for (int i = 0; i < total; ++i) parent[static_cast<std::size_t>(i)] = i;
-    auto find = [&](int v) {
-        while (parent[static_cast<std::size_t>(v)] != v) {
-            parent[static_cast<std::size_t>(v)] = parent[static_cast<std::size_t>(parent[static_cast<std::size_t>(v)])];
-            v = parent[static_cast<std::size_t>(v)];
+    // Every new point goes to one representative, the same for both meshes:
+    // the nearest target vertex closer than the tolerance, else the nearest
+    // such reference vertex, else the nearest earlier new point that
+    // represents itself, else itself. Points move by less than the
+    // tolerance, two input vertices of one mesh never become one, and every
+    // written position lies at least the tolerance from every vertex it is
+    // not merged with, so writing never depends on the vertex set finding
+    // an equivalent (its tolerant lookup can miss one among many vertices
+    // of nearly equal x).
+    std::vector<int> rep(static_cast<std::size_t>(total));
+    for (int i = 0; i < total; ++i) rep[static_cast<std::size_t>(i)] = i;
+    struct CellHash {
+        std::size_t operator()(const std::array<int64_t, 3>& c) const
+        {
+            return std::size_t(c[0] * 73856093) ^ std::size_t(c[1] * 19349663) ^ std::size_t(c[2] * 83492791);
         }
-        return v;
     };
-    auto unite = [&](int a, int b) {
-        a = find(a);
-        b = find(b);
-        if (a != b) parent[static_cast<std::size_t>(std::max(a, b))] = std::min(a, b);
+    using CellMap = std::unordered_map<std::array<int64_t, 3>, std::vector<int>, CellHash>;
+    auto cellOf = [&](const CKrPoint3d& p) {
+        return std::array<int64_t, 3>{int64_t(std::floor(p.x / tol)), int64_t(std::floor(p.y / tol)),
+                                      int64_t(std::floor(p.z / tol))};
     };
-    auto near = [&](int a, int b) {
-        const CKrPoint3d &p = P(a), &q = P(b);
+    auto dist2 = [&](const CKrPoint3d& p, const CKrPoint3d& q) {
         const double dx = p.x - q.x, dy = p.y - q.y, dz = p.z - q.z;
-        return dx * dx + dy * dy + dz * dz < tol * tol;
+        return dx * dx + dy * dy + dz * dz;
     };
-    if (!m_new.empty() && tol > 0.0) {
-        struct CellHash {
-            std::size_t operator()(const std::array<int64_t, 3>& c) const
-            {
-                return std::size_t(c[0] * 73856093) ^ std::size_t(c[1] * 19349663) ^ std::size_t(c[2] * 83492791);
-            }
-        };
-        auto cellOf = [&](const CKrPoint3d& p) {
-            return std::array<int64_t, 3>{int64_t(std::floor(p.x / tol)), int64_t(std::floor(p.y / tol)),
-                                          int64_t(std::floor(p.z / tol))};
-        };
-        std::unordered_map<std::array<int64_t, 3>, std::vector<int>, CellHash> cells;
-        for (int i = m_nOrig; i < total; ++i) cells[cellOf(P(i))].push_back(i);
-        auto visit = [&](int id, bool onlyLower) {
-            const auto c = cellOf(P(id));
-            for (int dz = -1; dz <= 1; ++dz)
-                for (int dy = -1; dy <= 1; ++dy)
-                    for (int dx = -1; dx <= 1; ++dx) {
-                        auto it = cells.find({c[0] + dx, c[1] + dy, c[2] + dz});
-                        if (it == cells.end()) continue;
-                        for (int o : it->second)
-                            if ((!onlyLower || o < id) && o != id && near(id, o)) unite(id, o);
+    // The nearest member of the cells around p closer than the tolerance
+    // (lowest id on ties), -1 when none.
+    auto nearest = [&](const CellMap& cells, const CKrPoint3d& p) {
+        const auto c = cellOf(p);
+        int best = -1;
+        double bd = tol * tol;
+        for (int dz = -1; dz <= 1; ++dz)
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx) {
+                    auto it = cells.find({c[0] + dx, c[1] + dy, c[2] + dz});
+                    if (it == cells.end()) continue;
+                    for (int o : it->second) {
+                        const double d = dist2(p, P(o));
+                        if (d < bd || (d == bd && best >= 0 && o < best)) {
+                            if (d >= tol * tol) continue;
+                            bd = d;
+                            best = o;
+                        }
                     }
-        };
-        for (int i = m_nOrig; i < total; ++i) visit(i, true);
-        for (int i = 0; i < m_nOrig; ++i) {
-            if (Resolve(i) != i) continue;
+                }
+        return best;
+    };
+    CellMap origCells[2];  // input vertices of each mesh (aliased ones stand for their reference vertex)
+    // Reference vertices that move to the position of a new point they
+    // represent (see below), and that position.
+    std::unordered_map<int, CKrPoint3d> moved;
+    if (!m_new.empty() && tol > 0.0) {
+        for (int m = 0; m < 2; ++m)
+            for (int v = 0; v < int(m_m[m].vp.size()); ++v) {
+                const int id = m_m[m].base + v;
+                if (Resolve(id) == id) origCells[m][cellOf(P(id))].push_back(id);
+            }
+        // Input vertices first: the target's (which stays where it is),
+        // then the reference's.
+        std::vector<int> pending;
+        for (int i = m_nOrig; i < total; ++i) {
             const CKrPoint3d& p = P(i);
-            const auto c = cellOf(p);
-            bool any = false;
-            for (int dz = -1; dz <= 1 && !any; ++dz)
-                for (int dy = -1; dy <= 1 && !any; ++dy)
-                    for (int dx = -1; dx <= 1 && !any; ++dx) any = cells.count({c[0] + dx, c[1] + dy, c[2] + dz}) != 0;
-            if (any) visit(i, false);
+            int best = nearest(origCells[1], p);
+            if (best < 0) best = nearest(origCells[0], p);
+            if (best >= 0)
+                rep[static_cast<std::size_t>(i)] = best;
+            else
+                pending.push_back(i);
+        }
+        // A reference vertex standing for new points moves onto the first of
+        // them, when no other input vertex or moved vertex is that close: the
+        // new point lies on both surfaces, the reference vertex only on its
+        // own. A target sorted later against an uncut copy of this target
+        // (the solid boolean) then finds this seam on that copy, to rounding.
+        CellMap movedCells;
+        for (int i = m_nOrig; i < total; ++i) {
+            const int b = rep[static_cast<std::size_t>(i)];
+            if (b == i || b >= m_m[1].base || moved.count(b)) continue;
+            const CKrPoint3d& p = P(i);
+            bool alone = nearest(origCells[1], p) < 0 && nearest(movedCells, p) < 0;
+            if (alone) {
+                // No reference vertex other than b that close.
+                const auto c = cellOf(p);
+                for (int dz = -1; dz <= 1 && alone; ++dz)
+                    for (int dy = -1; dy <= 1 && alone; ++dy)
+                        for (int dx = -1; dx <= 1 && alone; ++dx) {
+                            auto it = origCells[0].find({c[0] + dx, c[1] + dy, c[2] + dz});
+                            if (it == origCells[0].end()) continue;
+                            for (int o : it->second)
+                                if (o != b && dist2(p, P(o)) < tol * tol) alone = false;
+                        }
+            }
+            if (!alone) continue;
+            moved.emplace(b, p);
+            movedCells[cellOf(p)].push_back(i);
+        }
+        // The remaining new points: a moved vertex or an earlier new point
+        // that close, else themselves.
+        CellMap newCells;
+        for (int i : pending) {
+            const CKrPoint3d& p = P(i);
+            int best = nearest(movedCells, p);
+            if (best >= 0) best = rep[static_cast<std::size_t>(best)];
+            if (best < 0) best = nearest(newCells, p);
+            if (best >= 0) {
+                rep[static_cast<std::size_t>(i)] = best;
+                continue;
+            }
+            newCells[cellOf(p)].push_back(i);
         }
     }
-    // The vertex of each mesh for each cluster: its own input vertex of
-    // lowest index when the cluster has one, else a vertex at the position of
-    // the cluster's lowest point.
+    auto posOf = [&](int r) -> CKrPoint3d {
+        auto it = moved.find(r);
+        return it != moved.end() ? it->second : P(r);
+    };
+    // Moving vertices changes their place in the vertex set: they leave it
+    // and come back at their new positions.
+    if (!moved.empty()) {
+        CKrMeshData& mesh = *m_m[0].mesh;
+        std::unordered_set<const _sVertex*> leaving;
+        for (const auto& mv : moved) leaving.insert(m_m[0].vp[static_cast<std::size_t>(mv.first)]);
+        for (auto it = mesh.m_setVer.begin(); it != mesh.m_setVer.end();)
+            it = leaving.count(*it) ? mesh.m_setVer.erase(it) : std::next(it);
+        std::vector<std::pair<int, CKrPoint3d>> order(moved.begin(), moved.end());
+        std::sort(order.begin(), order.end(), [](const auto& x, const auto& y) { return x.first < y.first; });
+        for (const auto& [b, p] : order) {
+            _sVertex* v = m_m[0].vp[static_cast<std::size_t>(b)];
+            const CKrPoint3d old = v->pt;
+            v->pt = p;
+            if (!mesh.m_setVer.insert(v).second) {
+                v->pt = old;
+                if (!mesh.m_setVer.insert(v).second) ++out.vertexClashes;
+            }
+        }
+    }
+    auto find = [&](int v) { return rep[static_cast<std::size_t>(v)]; };
+    // The vertex of each mesh for each representative: its own input vertex
+    // there (or closer than the tolerance to an input vertex of the other
+    // mesh), else a vertex written at the representative's position.
     for (int m = 0; m < 2; ++m) {
         MeshIdx& X = m_m[m];
         CKrMeshData& mesh = *X.mesh;
-        std::vector<_sVertex*> vertexOf(static_cast<std::size_t>(total), nullptr);  // cluster root -> vertex
-        // Own input vertices first, in index order, so the lowest one wins.
-        std::vector<int> ownBest(static_cast<std::size_t>(total), -1);
+        std::vector<_sVertex*> vertexOf(static_cast<std::size_t>(total), nullptr);  // representative -> vertex
         for (int v = 0; v < int(X.vp.size()); ++v) {
             const int id = X.base + v;
-            const int root = find(Resolve(id) == id ? id : Resolve(id));
-            if (ownBest[static_cast<std::size_t>(root)] < 0) ownBest[static_cast<std::size_t>(root)] = v;
+            vertexOf[static_cast<std::size_t>(Resolve(id))] = X.vp[static_cast<std::size_t>(v)];
         }
         auto vertexFor = [&](int id) -> _sVertex* {
-            const int root = find(id);
+            const int root = find(Resolve(id));
             _sVertex*& slot = vertexOf[static_cast<std::size_t>(root)];
             if (slot) return slot;
-            _sVertex* v = ownBest[static_cast<std::size_t>(root)] >= 0
-                              ? X.vp[static_cast<std::size_t>(ownBest[static_cast<std::size_t>(root)])]
-                              : mesh.InsertVertex(P(root));
+            if (root < m_nOrig && tol > 0.0) {
+                // An input vertex of the other mesh: this mesh's own vertex
+                // closer than the tolerance to it, when there is one.
+                const int o = nearest(origCells[m], posOf(root));
+                if (o >= 0) {
+                    slot = vertexOf[static_cast<std::size_t>(o)];
+                    return slot;
+                }
+            }
+            _sVertex* v = new _sVertex;
+            v->pt = posOf(root);
+            auto ins = mesh.m_setVer.insert(v);
+            if (!ins.second) {
+                // Cannot happen by construction; the existing vertex is used.
+                delete v;
+                v = *ins.first;
+                ++out.vertexClashes;
+            } else {
+                mesh.UpdateExtent(*v);
+            }
             slot = v;
             return v;
         };
@@ -1420,12 +1515,12 @@ void Engine::WriteBack(bool classify, KrExactCutResult& out)
             for (int k = 0; k < 3; ++k) v[static_cast<std::size_t>(k)] = vertexFor(m_F[m][f][k]);
             if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) {
                 ++out.dropped;
+                ++out.droppedCollapsed;
                 continue;
             }
             add.emplace_back(v, f);
         }
         // Cancelling pairs: the same three vertices in opposite windings.
-        std::map<std::array<_sVertex*, 3>, std::vector<std::size_t>> byKey;
         auto keyOf = [](std::array<_sVertex*, 3> v, bool& parity) {
             std::array<_sVertex*, 3> s = v;
             int swaps = 0;
@@ -1474,6 +1569,7 @@ void Engine::WriteBack(bool classify, KrExactCutResult& out)
         for (std::size_t i = 0; i < add.size(); ++i) {
             if (skip[i]) {
                 ++out.dropped;
+                ++out.droppedCancelled;
                 continue;
             }
             const auto& v = add[i].first;
@@ -1499,6 +1595,7 @@ void Engine::WriteBack(bool classify, KrExactCutResult& out)
                     ++out.dropped;
                 }
                 ++out.dropped;
+                ++out.droppedDuplicate;
                 continue;
             }
             _sTri* t = mesh.AddTri(v[0], v[1], v[2]);

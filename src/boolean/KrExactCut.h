@@ -49,6 +49,14 @@ struct KrExactCutResult {
     // reference up to rounding), and target edges between them that could
     // not be laid into one reference triangle.
     std::size_t snapped = 0, snapUnsupported = 0;
+    // Why pieces were dropped when written: collapsed onto an edge or a
+    // point by merging, cancelled by a piece folded onto them in opposite
+    // winding, or duplicating a triangle already there. vertexClashes counts
+    // written vertices the mesh merged with an existing one (none expected).
+    std::size_t droppedCollapsed = 0, droppedCancelled = 0, droppedDuplicate = 0, vertexClashes = 0;
+    // Written pieces whose rounded corners face against their source
+    // triangle, before and after local repair.
+    std::size_t inverted = 0, invertedLeft = 0;
 };
 
 // Cuts both meshes along their intersection and, when classify is true,

@@ -1,6 +1,10 @@
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <map>
 #include <charconv>
 #include <cstdio>
 #include <functional>
@@ -92,23 +96,6 @@ std::vector<_sVertex*> DistinctVertices(const std::vector<_sTri*>& tris)
     return vers;
 }
 
-// One point per vertex (its nID becomes the point's index), then one index
-// triple per triangle.
-void FillPart(const std::vector<_sTri*>& tris, std::vector<_sVertex*>& vers, CGeDataTriMesh& part)
-{
-    part.m_arrPts.SetSize(static_cast<int32_t>(vers.size()));
-    for (std::size_t i = 0; i < vers.size(); ++i) {
-        _sVertex* v = vers[i];
-        part.m_arrPts.m_pData[i] = new CGeDataPoint3D(v->pt.x, v->pt.y, v->pt.z);
-        v->nID = static_cast<int32_t>(i);
-    }
-    part.m_arrTris.SetSize(static_cast<int32_t>(tris.size()));
-    for (std::size_t i = 0; i < tris.size(); ++i) {
-        const _sTri* t = tris[i];
-        part.m_arrTris.m_pData[i] = new CGeDataTriIndex(t->pVer[0]->nID, t->pVer[1]->nID, t->pVer[2]->nID);
-    }
-}
-
 }  // namespace
 
 CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_meshA(0.01), m_meshB(0.01)
@@ -178,18 +165,56 @@ bool CKrSolidBoolean::ComposeSolid(int aCode1, int aCode2, int bCode, CKrMeshDat
                                                     : m_vecBOpposite;
     std::vector<_sVertex*> versB = DistinctVertices(partB);
 
-    // Each part is numbered just before it is written: the two parts may
-    // share no vertex, but numbering one must not disturb the other's copy.
-    CGeDataTriMesh dataA, dataB;
-    FillPart(partA, versA, dataA);
-    FillPart(partB, versB, dataB);
-    if (versA.size() <= versB.size()) {
-        result.InputData(dataB, true);
-        result.InputData(dataA, false);
-    } else {
-        result.InputData(dataA, true);
-        result.InputData(dataB, false);
+    // The larger part goes in first and the other's corners merge with its
+    // vertices closer than the tolerance (the nearest one). The merging is
+    // done here, on a grid of tolerance-sized cells, so that the result
+    // receives points at least the tolerance apart: the vertex set's own
+    // tolerant lookup is never asked to find an equivalent, which it can
+    // miss among many vertices of nearly equal x.
+    const bool bFirst = versA.size() <= versB.size();
+    const std::vector<_sTri*>* parts[2] = {bFirst ? &partB : &partA, bFirst ? &partA : &partB};
+    const std::vector<_sVertex*>* vers[2] = {bFirst ? &versB : &versA, bFirst ? &versA : &versB};
+    const double tol = g_dVerTol;
+    std::vector<CKrPoint3d> pts;
+    std::vector<KrTesGeo::_sTri_ID> ids;
+    std::map<std::array<int64_t, 3>, std::vector<int32_t>> cells;
+    auto cellOf = [tol](const CKrPoint3d& p) {
+        return std::array<int64_t, 3>{int64_t(std::floor(p.x / tol)), int64_t(std::floor(p.y / tol)),
+                                      int64_t(std::floor(p.z / tol))};
+    };
+    for (int k = 0; k < 2; ++k) {
+        for (_sVertex* v : *vers[k]) {
+            int32_t found = -1;
+            if (tol > 0.0) {
+                const auto c = cellOf(v->pt);
+                double best = tol * tol;
+                for (int dz = -1; dz <= 1; ++dz)
+                    for (int dy = -1; dy <= 1; ++dy)
+                        for (int dx = -1; dx <= 1; ++dx) {
+                            auto it = cells.find({c[0] + dx, c[1] + dy, c[2] + dz});
+                            if (it == cells.end()) continue;
+                            for (int32_t i : it->second) {
+                                const CKrPoint3d& q = pts[static_cast<std::size_t>(i)];
+                                const double ex = q.x - v->pt.x, ey = q.y - v->pt.y, ez = q.z - v->pt.z;
+                                const double d = ex * ex + ey * ey + ez * ez;
+                                if (d < best || (d == best && found >= 0 && i < found)) {
+                                    if (d >= tol * tol) continue;
+                                    best = d;
+                                    found = i;
+                                }
+                            }
+                        }
+            }
+            if (found < 0) {
+                found = static_cast<int32_t>(pts.size());
+                pts.push_back(v->pt);
+                if (tol > 0.0) cells[cellOf(v->pt)].push_back(found);
+            }
+            v->nID = found;
+        }
+        for (const _sTri* t : *parts[k]) ids.emplace_back(t->pVer[0]->nID, t->pVer[1]->nID, t->pVer[2]->nID);
     }
+    result.InputData(pts, ids, true);
     return true;
 }
 
