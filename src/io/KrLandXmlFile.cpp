@@ -360,7 +360,9 @@ SKrLandXmlSurface MakeLandXmlSurface(const std::string& name, const std::vector<
     std::vector<std::pair<int32_t, int32_t>> dir;
     dir.reserve(tris.size() * 3);
     double area = 0;
+    const auto valid = [&pts](int32_t i) { return i >= 0 && static_cast<std::size_t>(i) < pts.size(); };
     for (const _sTri_ID& t : tris) {
+        if (!valid(t[0]) || !valid(t[1]) || !valid(t[2])) continue;  // the writer refuses such a face
         for (int k = 0; k < 3; ++k) dir.emplace_back(t[k], t[(k + 1) % 3]);
         const CKrPoint3d &a = pts[t[0]], &b = pts[t[1]], &c = pts[t[2]];
         area += (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
