@@ -86,6 +86,9 @@ bool CKrMeshQuery::GetMapPoint(double x, double y, double& z) const
     // The answer does not depend on the candidates' order (the highest exact
     // hit wins), so any superset of the triangles over (x, y) will do: the
     // octree's, or, once this object has been asked often, its plan grid.
+    // The octree's plan column can hold a great many triangles (a rugged
+    // surface files its triangles high up, in nodes every column crosses):
+    // the candidates examined count towards the grid too, one query per 32.
     constexpr std::size_t kGridAfter = 64;
     if (!m_pPlanGrid && ++m_nMapQueries > kGridAfter && m_mesh.TriNum() > 256)
         m_pPlanGrid.reset(new CKrPlanTriGrid(m_mesh, 4.0 * kEps));
@@ -119,6 +122,7 @@ bool CKrMeshQuery::GetMapPoint(double x, double y, double& z) const
     } else {
         std::vector<_sTri*> octCand;
         FindTriByPos(CKrPoint3d(x, y, 0.0), octCand, false);
+        m_nMapQueries += octCand.size() / 32;
         for (const _sTri* t : octCand) consider(t);
     }
     if (!found) return false;
