@@ -348,9 +348,11 @@ double SegDistance(const CKrPoint3d& p, CKrPoint3d a, CKrPoint3d b, bool& inside
     return std::sqrt(dx * dx + dy * dy + dz * dz);
 }
 
-std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& unsupported)
+std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& unsupported, std::size_t& onEdgeTaken,
+                             const std::unordered_map<const _sVertex*, int>* onRefEdge = nullptr)
 {
     unsupported = 0;
+    if (!onRefEdge) onEdgeTaken = 0;
     if (ref.m_setTri.empty() || tgt.m_setVer.empty()) return 0;
     MeshIdx R;
     R.Load(ref, 0);
@@ -447,6 +449,17 @@ std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& un
         }
     }
 
+    if (onRefEdge)
+        for (std::size_t i = 0; i < tv.size(); ++i) {
+            auto it = onRefEdge->find(tv[i]);
+            if (it == onRefEdge->end()) continue;
+            SnapAt& a = at[i];
+            a.dim = 1;
+            a.id = it->second;
+            bool in;
+            const auto& ev = R.ev[static_cast<std::size_t>(it->second)];
+            a.d = std::max(SegDistance(tv[i]->pt, R.P(ev[0]), R.P(ev[1]), in), DBL_MIN);
+        }
     // One target vertex per reference vertex (the nearest; exact matches need nothing).
     std::vector<int> moveTo(R.vp.size(), -1);
     for (std::size_t i = 0; i < tv.size(); ++i) {
@@ -492,6 +505,7 @@ std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& un
     std::unordered_map<const _sVertex*, int> tIndex;
     for (std::size_t i = 0; i < tv.size(); ++i) tIndex.emplace(tv[i], int(i));
     std::vector<std::array<int, 3>> cons;  // (reference triangle, target vertex, target vertex)
+    std::vector<std::array<int, 3>> crossing;  // (target vertex, target vertex, reference edge)
     for (const _sTri* t : SortedTris(tgt))
         for (int k = 0; k < 3; ++k) {
             int u = tIndex[t->pVer[k]], w = tIndex[t->pVer[(k + 1) % 3]];
@@ -503,6 +517,17 @@ std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& un
             for (int x : ta)
                 if (std::find(tb.begin(), tb.end(), x) != tb.end() && (common < 0 || x < common)) common = x;
             if (common < 0) {
+                // Reference triangles of the two ends that share an edge:
+                // the target edge crosses it.
+                int cross = -1;
+                for (int x : ta)
+                    for (int y : tb)
+                        for (int k = 0; k < 3; ++k)
+                            for (int l = 0; l < 3; ++l)
+                                if (R.te[static_cast<std::size_t>(x)][k] == R.te[static_cast<std::size_t>(y)][l] &&
+                                    (cross < 0 || R.te[static_cast<std::size_t>(x)][k] < cross))
+                                    cross = R.te[static_cast<std::size_t>(x)][k];
+                if (cross >= 0) crossing.push_back({u, w, cross});
                 ++unsupported;
                 continue;
             }
@@ -511,12 +536,56 @@ std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& un
     std::sort(cons.begin(), cons.end());
     cons.erase(std::unique(cons.begin(), cons.end()), cons.end());
 
+    // A target edge between two such vertices that crosses a reference edge
+    // is a seam edge whose middle point, where the seam crossed that edge,
+    // an earlier cut merged into one of its ends: the other mesh of that cut
+    // has the end on the edge. That end (the one the crossing lies within
+    // twice the merge tolerance of, where the edge meets the plane of a
+    // target triangle at the target edge) is taken as lying on the
+    // reference edge, and the analysis runs again: the reference then bends
+    // through it as the other mesh did, and the seam edge lies in one
+    // reference triangle. Splitting the target edge instead would give the
+    // target a seam vertex the other mesh does not have.
+    if (!crossing.empty() && !onRefEdge) {
+        const double tol = g_dVerTol;
+        std::unordered_map<const _sVertex*, int> forced;  // target vertex -> reference edge it is taken to lie on
+        for (const auto& c : crossing) {
+            _sVertex* vu = tv[static_cast<std::size_t>(c[0])];
+            _sVertex* vw = tv[static_cast<std::size_t>(c[1])];
+            // The target triangles at the edge.
+            const _sTri* side[2] = {nullptr, nullptr};
+            for (const _sTri* t : vu->setTri)
+                for (int k = 0; k < 3; ++k) {
+                    if (t->pVer[k] == vu && t->pVer[(k + 1) % 3] == vw) side[0] = t;
+                    if (t->pVer[k] == vw && t->pVer[(k + 1) % 3] == vu) side[1] = t;
+                }
+            const auto& ev = R.ev[static_cast<std::size_t>(c[2])];
+            const CKrPoint3d &e0 = R.P(ev[0]), &e1 = R.P(ev[1]);
+            std::optional<CKrPoint3d> xp;
+            for (int sd = 0; sd < 2 && !xp; ++sd) {
+                if (!side[sd]) continue;
+                const CKrPoint3d &a = side[sd]->pVer[0]->pt, &b = side[sd]->pVer[1]->pt, &cc = side[sd]->pVer[2]->pt;
+                if (KrTesGeo::Orient3dExact(a, b, cc, e0) * KrTesGeo::Orient3dExact(a, b, cc, e1) >= 0) continue;
+                xp = KrPointRec(KrImplicitPoint::SegPlane(e0, e1, a, b, cc)).Round();
+            }
+            if (!xp) continue;
+            const double du = xp->Distance(vu->pt), dw = xp->Distance(vw->pt);
+            if (std::min(du, dw) >= 2.0 * tol) continue;
+            const int z = du <= dw ? c[0] : c[1];
+            if (at[static_cast<std::size_t>(z)].dim == 2) forced.emplace(tv[static_cast<std::size_t>(z)], c[2]);
+        }
+        onEdgeTaken = forced.size();
+        if (!forced.empty()) return SnapNearVertices(ref, tgt, unsupported, onEdgeTaken, &forced);
+    }
+
     // Move reference vertices first: the triangles around them are laid out
     // with the new positions.
     bool moved = false;
+    std::vector<std::pair<_sVertex*, CKrPoint3d>> wasAt;
     for (std::size_t v = 0; v < R.vp.size(); ++v) {
         const int m = moveTo[v];
         if (m < 0 || at[static_cast<std::size_t>(m)].d == 0.0) continue;
+        wasAt.emplace_back(R.vp[v], R.vp[v]->pt);
         R.vp[v]->pt = tv[static_cast<std::size_t>(m)]->pt;
         moved = true;
     }
@@ -602,6 +671,22 @@ std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& un
             CKrCutTriangulator cdt(flat);
             ok = cdt.Run(boundary, std::vector<bool>(boundary.size(), false), segs);
             if (ok) L.pieces = cdt.Triangles();
+            // Every piece must face the way the triangle does.
+            for (std::size_t q = 0; ok && q < L.pieces.size(); ++q) {
+                const auto& pc = L.pieces[q];
+                const KrTesGeo::CGeoVector pn = KrTesGeo::CGeoVector(pos[static_cast<std::size_t>(pc[1])] - pos[static_cast<std::size_t>(pc[0])]) ^
+                                                KrTesGeo::CGeoVector(pos[static_cast<std::size_t>(pc[2])] - pos[static_cast<std::size_t>(pc[0])]);
+                ok = pn * n > 0.0;
+            }
+        }
+        if (!ok && onRefEdge && !onRefEdge->empty()) {
+            // Ends taken onto reference edges folded a piece: undo the
+            // moves and snap without them.
+            for (const auto& [v, p] : wasAt) v->pt = p;
+            if (!wasAt.empty()) ref.m_setVer.RefreshPrefixes();
+            const std::unordered_map<const _sVertex*, int> none;
+            onEdgeTaken = 0;
+            return SnapNearVertices(ref, tgt, unsupported, onEdgeTaken, &none);
         }
         if (!ok) {
             unsupported += 1;
@@ -1622,6 +1707,35 @@ void Engine::WriteBack(bool classify, KrExactCutResult& out)
             }
         }
         if (m == 1 && classify) {
+            // Merging can lay a piece of the target onto a piece of the
+            // reference (the same three representatives) where the exact
+            // surfaces were apart by less than the tolerance: it then lies
+            // on the reference as written, and is sorted as lying on it, by
+            // winding, so that the other sort (which sees the written
+            // surfaces) agrees.
+            std::map<std::array<int, 3>, int> refPieces;  // sorted representatives -> winding parity
+            auto keyOf = [&](const std::array<int, 3>& tri, int& parity) {
+                std::array<int, 3> k = {find(Resolve(tri[0])), find(Resolve(tri[1])), find(Resolve(tri[2]))};
+                parity = 0;
+                for (int i = 0; i < 2; ++i)
+                    for (int j = 0; j < 2 - i; ++j)
+                        if (k[static_cast<std::size_t>(j + 1)] < k[static_cast<std::size_t>(j)]) {
+                            std::swap(k[static_cast<std::size_t>(j)], k[static_cast<std::size_t>(j + 1)]);
+                            parity ^= 1;
+                        }
+                return k;
+            };
+            for (const auto& tri : m_F[0]) {
+                int parity;
+                const auto k = keyOf(tri, parity);
+                if (k[0] != k[1] && k[1] != k[2]) refPieces.emplace(k, parity);
+            }
+            for (std::size_t f = 0; f < nf; ++f) {
+                if (!result[f]) continue;
+                int parity;
+                auto it = refPieces.find(keyOf(m_F[1][f], parity));
+                if (it != refPieces.end()) m_cls[f] = it->second == parity ? 3 : 4;
+            }
             for (std::size_t f = 0; f < nf; ++f) {
                 if (!result[f]) continue;
                 const int c = m_cls[f];
@@ -1653,7 +1767,7 @@ bool ExactCut(CKrMeshData& reference, CKrMeshData& target, bool classify, KrExac
 {
     for (auto& l : out.lists) l.clear();
     out.segments.clear();
-    out.snapped = SnapNearVertices(reference, target, out.snapUnsupported);
+    out.snapped = SnapNearVertices(reference, target, out.snapUnsupported, out.snapOnEdge);
     Engine engine(reference, target);
     return engine.Run(classify, out);
 }

@@ -48,7 +48,9 @@ struct KrExactCutResult {
     // Target vertices made reference vertices before the cut (lying on the
     // reference up to rounding), and target edges between them that could
     // not be laid into one reference triangle.
-    std::size_t snapped = 0, snapUnsupported = 0;
+    // snapOnEdge: ends of such edges taken to lie on the reference edge the
+    // target edge crossed (see SnapNearVertices).
+    std::size_t snapped = 0, snapUnsupported = 0, snapOnEdge = 0;
     // Why pieces were dropped when written: collapsed onto an edge or a
     // point by merging, cancelled by a piece folded onto them in opposite
     // winding, or duplicating a triangle already there. vertexClashes counts

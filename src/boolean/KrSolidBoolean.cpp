@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <charconv>
 #include <cstdio>
 #include <functional>
@@ -13,6 +14,8 @@
 #include "KrTesGeometry/boolean/KrBooleanDiagnostics.h"
 #include "KrTesGeometry/boolean/KrMeshBoolean.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
+#include "KrTesGeometry/geom/GeoVector.h"
+#include "boolean/KrBooleanCut.h"
 
 namespace TesTriMesh {
 
@@ -96,6 +99,94 @@ std::vector<_sVertex*> DistinctVertices(const std::vector<_sTri*>& tris)
     return vers;
 }
 
+// A triangle of B that the exact second sort found lying on A, facing the
+// same way, is a sliver that merging within the tolerance laid onto A's
+// surface after the first sort had decided A's side: it lies on A where A
+// has a triangle outside or inside B instead of one lying on it. The two
+// are one patch with both solids behind it, which every operation must
+// take once or not at all: the union takes A's triangle when it is
+// outside, so the sliver goes inside (the intersection takes it), and the
+// other way round. A's triangle is the one sharing an edge of the sliver,
+// in its plane (within 1e-9 of the coordinates), on the sliver's side.
+void MatchSlivers(std::vector<_sTri*>& bSame, std::vector<_sTri*>& bOpposite, std::vector<_sTri*>& bOutside,
+                  std::vector<_sTri*>& bInside, const std::vector<_sTri*>& aOutside, const std::vector<_sTri*>& aInside,
+                  const std::vector<_sTri*>& aSame, const std::vector<_sTri*>& aOpposite)
+{
+    if (bSame.empty() && bOpposite.empty()) return;
+    std::map<std::array<double, 6>, std::vector<std::pair<const _sTri*, int>>> byEdge;  // A edges -> (triangle, class)
+    auto edgeKey = [](const CKrPoint3d& p, const CKrPoint3d& q) {
+        const bool swap = CKrPoint3d::CompPt(q, p) < 0;
+        const CKrPoint3d &a = swap ? q : p, &b = swap ? p : q;
+        return std::array<double, 6>{a.x, a.y, a.z, b.x, b.y, b.z};
+    };
+    double scale = 1.0;
+    for (int c = 0; c < 2; ++c)
+        for (const _sTri* t : c == 0 ? aOutside : aInside)
+            for (int k = 0; k < 3; ++k) {
+                const CKrPoint3d& p = t->pVer[k]->pt;
+                scale = std::max({scale, std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
+                byEdge[edgeKey(p, t->pVer[(k + 1) % 3]->pt)].emplace_back(t, c);
+            }
+    const double eps = 1e-9 * scale;
+    std::set<std::array<double, 6>> aEdges;  // every edge of A's sorted triangles
+    for (const auto* l : {&aOutside, &aInside, &aSame, &aOpposite})
+        for (const _sTri* t : *l)
+            for (int k = 0; k < 3; ++k) aEdges.insert(edgeKey(t->pVer[k]->pt, t->pVer[(k + 1) % 3]->pt));
+    std::map<std::array<double, 6>, std::vector<std::pair<const _sTri*, int>>> bByEdge;  // B edges -> (triangle, class)
+    for (int c = 0; c < 2; ++c)
+        for (const _sTri* t : c == 0 ? bOutside : bInside)
+            for (int k = 0; k < 3; ++k) bByEdge[edgeKey(t->pVer[k]->pt, t->pVer[(k + 1) % 3]->pt)].emplace_back(t, c);
+    std::vector<_sTri*> toOutside, toInside;
+    for (int list = 0; list < 2; ++list) {
+    std::vector<_sTri*>& from = list == 0 ? bSame : bOpposite;
+    std::vector<_sTri*> keep;
+    for (_sTri* t : from) {
+        const CKrPoint3d &a = t->pVer[0]->pt, &b = t->pVer[1]->pt, &c = t->pVer[2]->pt;
+        const KrTesGeo::CGeoVector n = KrTesGeo::CGeoVector(b - a) ^ KrTesGeo::CGeoVector(c - a);
+        const double nl = std::sqrt(n * n);
+        int cls = -1;
+        for (int k = 0; k < 3 && cls < 0 && nl > 0.0 && list == 0; ++k) {
+            const CKrPoint3d &p = t->pVer[k]->pt, &q = t->pVer[(k + 1) % 3]->pt, &r = t->pVer[(k + 2) % 3]->pt;
+            auto it = byEdge.find(edgeKey(p, q));
+            if (it == byEdge.end()) continue;
+            const KrTesGeo::CGeoVector side = n ^ KrTesGeo::CGeoVector(q - p);  // towards r in the plane
+            for (const auto& [x, xc] : it->second) {
+                const _sVertex* o = nullptr;
+                for (const _sVertex* v : x->pVer)
+                    if (CKrPoint3d::CompPt(v->pt, p) != 0 && CKrPoint3d::CompPt(v->pt, q) != 0) o = v;
+                if (!o) continue;
+                const KrTesGeo::CGeoVector d(o->pt - p);
+                if (std::fabs(d * n) / nl > eps) continue;  // not in the sliver's plane
+                if ((d * side) * (KrTesGeo::CGeoVector(r - p) * side) <= 0.0) continue;  // other side of the edge
+                cls = xc;
+                break;
+            }
+        }
+        if (cls >= 0) cls = 1 - cls;  // the other side of A's triangle
+        // Where A has nothing in the sliver's plane there, the sliver lies
+        // between A's seam edges and an edge A does not have: it belongs
+        // to B's region across that edge.
+        for (int k = 0; k < 3 && cls < 0; ++k) {
+            const auto key = edgeKey(t->pVer[k]->pt, t->pVer[(k + 1) % 3]->pt);
+            if (aEdges.count(key)) continue;
+            auto it = bByEdge.find(key);
+            if (it != bByEdge.end()) cls = it->second.front().second;
+        }
+        if (cls == 0)
+            toOutside.push_back(t);
+        else if (cls == 1)
+            toInside.push_back(t);
+        else
+            keep.push_back(t);
+    }
+    from.swap(keep);
+    }
+    if (toOutside.empty() && toInside.empty()) return;
+    bOutside.insert(bOutside.end(), toOutside.begin(), toOutside.end());
+    bInside.insert(bInside.end(), toInside.begin(), toInside.end());
+    for (auto* l : {&bOutside, &bInside}) std::sort(l->begin(), l->end(), TriPosLess);
+}
+
 }  // namespace
 
 CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_meshA(0.01), m_meshB(0.01)
@@ -125,6 +216,9 @@ CKrSolidBoolean::CKrSolidBoolean(CKrMeshData& meshA, CKrMeshData& meshB) : m_mes
     m_bClassifiedB = CKrMeshBoolean::ClassifyMesh_New(copyA, meshB, segments, m_vecBOutside, m_vecBInside, m_vecBSame,
                                                       m_vecBOpposite, m_vecBFifth, seed);
     WriteSort(kDiagSegments2, segments, m_vecBOutside, m_vecBInside, m_vecBSame);
+    if (CKrMeshBoolean::GetCutEngine() == CKrMeshBoolean::CutEngine::kExact)
+        MatchSlivers(m_vecBSame, m_vecBOpposite, m_vecBOutside, m_vecBInside, m_vecAOutside, m_vecAInside, m_vecASame,
+                     m_vecAOpposite);
 }
 
 CKrSolidBoolean::CKrSolidBoolean(const CGeDataTriMesh& meshA, const CGeDataTriMesh& meshB) : m_meshA(0.01), m_meshB(0.01)
