@@ -1683,6 +1683,19 @@ void Engine::WriteBack(bool classify, KrExactCutResult& out)
                 ++out.droppedDuplicate;
                 continue;
             }
+            {
+                // The written piece against its source triangle, exactly on
+                // the rounded coordinates, in the projection that keeps the
+                // source's orientation.
+                const int o = m_Forig[m][add[i].second];
+                int axis, sgn;
+                if (ProjectionOf(X.C(o, 0), X.C(o, 1), X.C(o, 2), axis, sgn)) {
+                    const int a = (axis + 1) % 3, b = (axis + 2) % 3;
+                    const CKrPoint3d &p0 = v[0]->pt, &p1 = v[1]->pt, &p2 = v[2]->pt;
+                    if (KrTesGeo::Orient2dExact(Co(p0, a), Co(p0, b), Co(p1, a), Co(p1, b), Co(p2, a), Co(p2, b)) != sgn)
+                        ++out.inverted;
+                }
+            }
             _sTri* t = mesh.AddTri(v[0], v[1], v[2]);
             if (t) t->bSign = m_Fcut[m][add[i].second] != 0;
             result[add[i].second] = t;

@@ -56,9 +56,10 @@ struct KrExactCutResult {
     // winding, or duplicating a triangle already there. vertexClashes counts
     // written vertices the mesh merged with an existing one (none expected).
     std::size_t droppedCollapsed = 0, droppedCancelled = 0, droppedDuplicate = 0, vertexClashes = 0;
-    // Written pieces whose rounded corners face against their source
-    // triangle, before and after local repair.
-    std::size_t inverted = 0, invertedLeft = 0;
+    // Written pieces whose corners, as written, face against their source
+    // triangle (exact orientation on the rounded coordinates; counted, not
+    // repaired).
+    std::size_t inverted = 0;
 };
 
 // Cuts both meshes along their intersection and, when classify is true,
