@@ -16,6 +16,9 @@ void AddFit(Cli& cli);
 void AddCollide(Cli& cli);
 void AddBoolean(Cli& cli);
 void AddGrid(Cli& cli);
+void AddVolume(Cli& cli);
+void AddContour(Cli& cli);
+void AddRender(Cli& cli);
 
 }  // namespace krtes
 

@@ -9,6 +9,9 @@ int main(int argc, char** argv)
     krtes::AddElev(cli);
     krtes::AddDrape(cli);
     krtes::AddGrid(cli);
+    krtes::AddVolume(cli);
+    krtes::AddContour(cli);
+    krtes::AddRender(cli);
     krtes::AddFit(cli);
     krtes::AddCollide(cli);
     krtes::AddBoolean(cli);
