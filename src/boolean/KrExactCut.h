@@ -23,10 +23,13 @@
 // and a region without one by the parity of an upward ray from one of its
 // input vertices (symbolically perturbed, so that grazing hits count once).
 //
-// Points are rounded to doubles once, when written back. Written points
-// closer than the mesh tolerance (g_dVerTol) to each other or to a vertex of
-// either mesh are merged the same way in both meshes, and pieces left with
-// two corners in one vertex are dropped.
+// Points are rounded to doubles once, when written back. A new point closer
+// than the mesh tolerance (g_dVerTol) to vertices is written as the nearest
+// target vertex, else the nearest reference vertex (moved onto the point),
+// else the nearest earlier new point: the same representative in both
+// meshes, and never two input vertices of one mesh made one. Pieces left
+// with two corners in one vertex are dropped; the counts by cause are
+// reported.
 
 #include <vector>
 

@@ -20,6 +20,13 @@ namespace TesTriMesh {
 // lists of sorted triangles, flip some of them for the differences, and
 // write the picked triangles into a result mesh.
 //
+// With the exact cut (CKrMeshBoolean::SetCutEngine), a B triangle the
+// second sort finds lying on A where A's triangle there was sorted outside
+// or inside is a sliver that merging laid onto A after the first sort: it
+// is sorted to the other side of that A triangle (when one shares an edge
+// with it in its plane) or with its B neighbour across an edge A does not
+// have, so that every operation takes such a patch once or not at all.
+//
 // Every construction writes the eight diagnostic text files named in
 // kBooleanDiagnosticFiles, each created anew, in that order: the segments of
 // the first sort, A's outside, inside and same-facing triangles, then the
@@ -53,8 +60,12 @@ public:
     // this order, each once); the B part the one B list of bCode (opposite
     // for any code other than 1, 2, 3). The part with more distinct vertices
     // is loaded into result first (B on a tie), the other added to it, so
-    // that the shared seam vertices merge. Overwrites the nID of the
-    // vertices used. Always true.
+    // that the shared seam vertices merge: each corner of the second part
+    // goes to the nearest vertex of the first closer than g_dVerTol. The
+    // merging is done before the import, so that the result's vertex set
+    // is never asked to find an equivalent vertex (its tolerant lookup can
+    // miss one among many vertices of nearly equal x). Overwrites the nID
+    // of the vertices used. Always true.
     bool ComposeSolid(int aCode1, int aCode2, int bCode, CKrMeshData& result);
 
     bool Union_A_And_B(CKrMeshData& result);      // A outside + A same + B outside
