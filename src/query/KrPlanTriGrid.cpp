@@ -26,6 +26,23 @@ bool PlanBox(const _sTri* t, double b[4])
     return finite;
 }
 
+// f(t) for every triangle of the mesh, in set order. The corners of a large
+// mesh are scattered in memory: those of a triangle a few places ahead start
+// loading while f works on this one.
+template <class F>
+void EachTri(const CKrMeshData& mesh, F&& f)
+{
+    auto ahead = mesh.m_setTri.begin();
+    for (int k = 0; k < 8 && ahead != mesh.m_setTri.end(); ++k) ++ahead;
+    for (const _sTri* t : mesh.m_setTri) {
+        if (ahead != mesh.m_setTri.end()) {
+            for (const _sVertex* v : (*ahead)->pVer) detail::KrOrderedSetDetail::Prefetch(v);
+            ++ahead;
+        }
+        f(t);
+    }
+}
+
 // A box edge in steps from a cell corner, rounded outwards by a whole step
 // (down for a lower edge, up for an upper one) and clamped to 16 bits.
 int16_t Steps(double d, bool upper)
@@ -40,14 +57,14 @@ CKrPlanTriGrid::CKrPlanTriGrid(const CKrMeshData& mesh, double margin)
     const std::size_t n = static_cast<std::size_t>(mesh.TriNum());
     if (n == 0) return;
     double lo[2] = {DBL_MAX, DBL_MAX}, hi[2] = {-DBL_MAX, -DBL_MAX};
-    for (const _sTri* t : mesh.m_setTri) {
+    EachTri(mesh, [&](const _sTri* t) {
         double b[4];
         PlanBox(t, b);
         lo[0] = std::min(lo[0], b[0] - margin);
         lo[1] = std::min(lo[1], b[1] - margin);
         hi[0] = std::max(hi[0], b[2] + margin);
         hi[1] = std::max(hi[1], b[3] + margin);
-    }
+    });
     const double w = hi[0] - lo[0], h = hi[1] - lo[1];
     if (!(w >= 0.0) || !(h >= 0.0) || !std::isfinite(w) || !std::isfinite(h)) return;
     // Scanning a cell's entries is cheap (their boxes sit in the entries), a
@@ -76,7 +93,7 @@ CKrPlanTriGrid::CKrPlanTriGrid(const CKrMeshData& mesh, double margin)
     // magnitude and by the outward step: it never drops a triangle the
     // query's exact tests would keep.
     m_cells.Build(m_nX * m_nY, [&](auto&& visit) {
-        for (const _sTri* t : mesh.m_setTri) {
+        EachTri(mesh, [&](const _sTri* t) {
             double b[4];
             const bool finite = PlanBox(t, b);
             const std::size_t i0 = ix(b[0] - margin), j0 = iy(b[1] - margin);
@@ -97,7 +114,7 @@ CKrPlanTriGrid::CKrPlanTriGrid(const CKrMeshData& mesh, double margin)
                     visit(j * m_nX + i, e);
                 }
             }
-        }
+        });
     });
 }
 
