@@ -42,7 +42,7 @@ uint64_t EdgeKey(int a, int b)
 struct MeshIdx {
     CKrMeshData* mesh = nullptr;
     int base = 0;                       // global id of its first vertex
-    std::vector<_sVertex*> vp;          // vertices, in the vertex set's order
+    std::vector<_sVertex*> vp;          // vertices, by position
     std::vector<_sTri*> tp;             // triangles, by their corners' positions
     std::vector<std::array<int, 3>> tv; // corners (local vertex indices)
     std::vector<std::array<int, 3>> te; // te[t][k]: edge of corners k, k+1
@@ -57,7 +57,12 @@ struct MeshIdx {
     {
         mesh = &m;
         base = firstId;
+        // By exact position: the vertex set's tolerant order is not a strict
+        // weak order, so its iteration order can depend on the order the
+        // vertices were inserted in.
         vp.assign(m.m_setVer.begin(), m.m_setVer.end());
+        std::stable_sort(vp.begin(), vp.end(),
+                         [](const _sVertex* a, const _sVertex* b) { return CKrPoint3d::CompPt(a->pt, b->pt) < 0; });
         for (std::size_t i = 0; i < vp.size(); ++i) vp[i]->nID = static_cast<int32_t>(i);
         tp = SortedTris(m);
         const std::size_t n = tp.size();
@@ -357,6 +362,7 @@ std::size_t SnapNearVertices(CKrMeshData& ref, CKrMeshData& tgt, std::size_t& un
     MeshIdx R;
     R.Load(ref, 0);
     std::vector<_sVertex*> tv(tgt.m_setVer.begin(), tgt.m_setVer.end());
+    std::stable_sort(tv.begin(), tv.end(), [](const _sVertex* a, const _sVertex* b) { return CKrPoint3d::CompPt(a->pt, b->pt) < 0; });
     double scale = 0.0;
     for (const auto* list : {&R.vp, &tv})
         for (const _sVertex* v : *list) scale = std::max({scale, std::fabs(v->pt.x), std::fabs(v->pt.y), std::fabs(v->pt.z)});
