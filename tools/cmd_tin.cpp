@@ -14,7 +14,7 @@ namespace krtes {
 namespace {
 
 struct TinArgs {
-    std::string points, breaklines, outline, holes, out;
+    std::string points, breaklines, outline, holes, out, columns;
     bool split = false;
 };
 
@@ -26,7 +26,7 @@ int RunTin(const TinArgs& a, Report& r)
     std::string err;
     std::vector<CKrPoint3d> pts;
     progress.Step("reading " + points);
-    if (!ReadSurveyPoints(points, pts, err)) return r.Fail(err);
+    if (!ReadSurveyPoints(points, pts, err, a.columns)) return r.Fail(err);
     std::vector<std::vector<CKrPoint3d>> brk, outl, hol;
     if (!a.breaklines.empty() && !ReadSurveyLines(a.breaklines, brk, 2, err)) return r.Fail(err);
     if (!a.outline.empty()) {
@@ -102,16 +102,20 @@ void AddTin(Cli& cli)
         "POINTS holds one x y z per line. Polyline files hold one block of x y z lines per\n"
         "polyline, blocks separated by a blank line. Without POINTS the bundled sample terrain\n"
         "is used. Prints the points read, vertices, triangles, extent and time. A header row\n"
-        "names the columns (x/e/easting, y/n/northing, z/elevation; others are carried);\n"
+        "names the columns (x/e/easting, y/n/northing, z/elevation; others are carried), or\n"
+        "--columns names them (a header row is then skipped);\n"
         ".gpkg, .shp, .dxf and .geojson files are read as vector layers.\n\n"
         "Examples:\n"
         "  krtes tin data/jacksboro_scattered.xyz -o terrain.obj\n"
-        "  krtes tin survey.xyz --breaklines kerbs.txt --outline site.txt --json -o site.ply",
+        "  krtes tin survey.xyz --breaklines kerbs.txt --outline site.txt --json -o site.ply\n"
+        "  krtes tin export.csv --columns id,n,e,z,code -o ground.xml",
         [a](Report& r) { return RunTin(*a, r); });
     AddFile(c, "POINTS", a->points, "Survey points, x y z per line (default: the bundled sample terrain)");
     AddFile(c, "--breaklines", a->breaklines, "Polylines that become edges of the surface");
     AddFile(c, "--outline", a->outline, "One closed polyline that clips the surface");
     AddFile(c, "--holes", a->holes, "Closed polylines cut out of the surface");
+    c->add_option("--columns", a->columns, "Column names of a point table, e.g. id,e,n,z,code")
+        ->type_name("NAMES");
     c->add_flag("--split-crossings", a->split, "Put a vertex where two breaklines cross (otherwise the later wins)");
 #ifdef KRTES_HAVE_PUGIXML
     AddOutput(c, a->out, "Write the TIN to OUT (.obj, .ply or LandXML .xml)", {".obj", ".ply", ".xml"});

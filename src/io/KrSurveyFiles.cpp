@@ -60,6 +60,12 @@ bool IsSurveySurfaceName(const std::string& path) { return IsXmlName(path) || Is
 
 bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err)
 {
+    return ReadSurveyPoints(path, pts, err, std::string());
+}
+
+bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err,
+                      const std::string& columns)
+{
     if (IsVectorName(path)) {
 #ifdef KRTES_HAVE_GDAL
         return ReadVectorPoints(path, pts, err);
@@ -68,7 +74,9 @@ bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std
 #endif
     }
     SKrPointTable t;
-    if (!ReadPointTable(path, t, err)) return false;
+    SKrPointTableOptions options;
+    options.columns = columns;
+    if (!ReadPointTable(path, t, err, options)) return false;
     pts.swap(t.pts);
     return true;
 }

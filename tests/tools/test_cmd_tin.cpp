@@ -57,3 +57,27 @@ TEST(KrtesTin, BadInputIsReportedAndNothingIsWritten)
         EXPECT_FALSE(Exists(out)) << c.args;
     }
 }
+
+// A spreadsheet export whose columns are named on the command line: point
+// number first, northing before easting, a code after; the written TIN
+// carries x = easting and y = northing.
+TEST(KrtesTin, ColumnsNamedOnTheCommandLine)
+{
+    const std::string csv = Write("export.csv", "1,200,100,5,GND\n2,200,110,6,GND\n3,215,100,7,TOE\n4,215,110,8,TOE\n");
+    const std::string out = Temp("cols.obj");
+    const CliRun r = Krtes("tin " + csv + " --columns id,n,e,z,code -o " + out);
+    ASSERT_EQ(r.code, 0) << r.out;
+    std::vector<CKrPoint3d> v;
+    std::vector<KrTesGeo::_sTri_ID> f;
+    std::string err;
+    ASSERT_TRUE(krtes::ReadMeshFile(out, v, f, err)) << err;
+    ASSERT_EQ(v.size(), 4u);
+    EXPECT_EQ(f.size(), 2u);
+    for (const CKrPoint3d& p : v) {
+        EXPECT_TRUE(p.x == 100 || p.x == 110) << p.x;
+        EXPECT_TRUE(p.y == 200 || p.y == 215) << p.y;
+        EXPECT_EQ(p.z, 5 + (p.x == 110) + 2 * (p.y == 215));
+    }
+    // Without the names the five columns are not a point file.
+    EXPECT_NE(Krtes("tin " + csv + " -o " + out).code, 0);
+}

@@ -22,6 +22,10 @@ namespace krtes {
 
 // Survey points (x easting, y northing, z elevation).
 KRTESIO_API bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err);
+// The same; columns (e.g. "id,e,n,z,code") names the columns of a point
+// table instead of its header (ignored for vector layers).
+KRTESIO_API bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err,
+                                  const std::string& columns);
 
 // Plan positions (z 0): a vector layer's points, 2D or 3D, or a plan point
 // file (ReadPlanPointFile).
