@@ -14,7 +14,8 @@ namespace krtes {
 namespace {
 
 struct TinArgs {
-    std::string points, breaklines, outline, holes, out, columns;
+    std::string points, breaklines, outline, holes, out;
+    SKrSurveyOptions read;
     bool split = false;
 };
 
@@ -26,16 +27,16 @@ int RunTin(const TinArgs& a, Report& r)
     std::string err;
     std::vector<CKrPoint3d> pts;
     progress.Step("reading " + points);
-    if (!ReadSurveyPoints(points, pts, err, a.columns)) return r.Fail(err);
+    if (!ReadSurveyPoints(points, pts, err, a.read)) return r.Fail(err);
     std::vector<std::vector<CKrPoint3d>> brk, outl, hol;
-    if (!a.breaklines.empty() && !ReadSurveyLines(a.breaklines, brk, 2, err)) return r.Fail(err);
+    if (!a.breaklines.empty() && !ReadSurveyLines(a.breaklines, brk, 2, err, true, a.read)) return r.Fail(err);
     if (!a.outline.empty()) {
-        if (!ReadSurveyLines(a.outline, outl, 3, err)) return r.Fail(err);
+        if (!ReadSurveyLines(a.outline, outl, 3, err, true, a.read)) return r.Fail(err);
         if (outl.size() != 1)
             return r.Fail(a.outline + ": an outline file holds exactly one polyline, found " +
                           std::to_string(outl.size()));
     }
-    if (!a.holes.empty() && !ReadSurveyLines(a.holes, hol, 3, err)) return r.Fail(err);
+    if (!a.holes.empty() && !ReadSurveyLines(a.holes, hol, 3, err, true, a.read)) return r.Fail(err);
     const double readTime = timer.Seconds();
 
     TesTriMesh::CKrMeshData mesh;
@@ -114,8 +115,10 @@ void AddTin(Cli& cli)
     AddFile(c, "--breaklines", a->breaklines, "Polylines that become edges of the surface");
     AddFile(c, "--outline", a->outline, "One closed polyline that clips the surface");
     AddFile(c, "--holes", a->holes, "Closed polylines cut out of the surface");
-    c->add_option("--columns", a->columns, "Column names of a point table, e.g. id,e,n,z,code")
+    c->add_option("--columns", a->read.columns, "Column names of a point table, e.g. id,e,n,z,code")
         ->type_name("NAMES");
+    c->add_option("--z-field", a->read.zField, "Attribute holding the elevation in vector layers, e.g. ELEV")
+        ->type_name("NAME");
     c->add_flag("--split-crossings", a->split, "Put a vertex where two breaklines cross (otherwise the later wins)");
 #ifdef KRTES_HAVE_PUGIXML
     AddOutput(c, a->out, "Write the TIN to OUT (.obj, .ply or LandXML .xml)", {".obj", ".ply", ".xml"});

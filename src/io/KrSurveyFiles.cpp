@@ -60,23 +60,25 @@ bool IsSurveySurfaceName(const std::string& path) { return IsXmlName(path) || Is
 
 bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err)
 {
-    return ReadSurveyPoints(path, pts, err, std::string());
+    return ReadSurveyPoints(path, pts, err, SKrSurveyOptions());
 }
 
 bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err,
-                      const std::string& columns)
+                      const SKrSurveyOptions& options)
 {
     if (IsVectorName(path)) {
 #ifdef KRTES_HAVE_GDAL
-        return ReadVectorPoints(path, pts, err);
+        SKrVectorOptions o;
+        o.zField = options.zField;
+        return ReadVectorPoints(path, pts, err, o);
 #else
         return Without(path, "vector layer", "GDAL", err);
 #endif
     }
     SKrPointTable t;
-    SKrPointTableOptions options;
-    options.columns = columns;
-    if (!ReadPointTable(path, t, err, options)) return false;
+    SKrPointTableOptions tableOptions;
+    tableOptions.columns = options.columns;
+    if (!ReadPointTable(path, t, err, tableOptions)) return false;
     pts.swap(t.pts);
     return true;
 }
@@ -118,13 +120,21 @@ bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKr
 bool ReadSurveyLines(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines, std::size_t minPoints,
                      std::string& err, bool needZ)
 {
+    return ReadSurveyLines(path, lines, minPoints, err, needZ, SKrSurveyOptions());
+}
+
+bool ReadSurveyLines(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines, std::size_t minPoints,
+                     std::string& err, bool needZ, const SKrSurveyOptions& options)
+{
     if (IsVectorName(path)) {
 #ifdef KRTES_HAVE_GDAL
         SKrVectorOptions o;
         o.needZ = needZ;
+        o.zField = options.zField;
         return ReadVectorLines(path, lines, minPoints, err, o);
 #else
         (void)needZ;
+        (void)options;
         return Without(path, "vector layer", "GDAL", err);
 #endif
     }

@@ -81,3 +81,29 @@ TEST(KrtesTin, ColumnsNamedOnTheCommandLine)
     // Without the names the five columns are not a point file.
     EXPECT_NE(Krtes("tin " + csv + " -o " + out).code, 0);
 }
+
+#ifdef KRTES_HAVE_GDAL
+// Spot heights as 2D points of a GeoJSON layer with the elevation in an
+// attribute, as GIS exports often have them; without --z-field they are
+// refused, since they carry no elevation.
+TEST(KrtesTin, ElevationFromALayerAttribute)
+{
+    std::string json = "{\"type\":\"FeatureCollection\",\"features\":[";
+    const double pts[4][3] = {{100, 200, 5}, {110, 200, 6}, {100, 215, 7}, {110, 215, 8}};
+    for (int i = 0; i < 4; ++i)
+        json += std::string(i ? "," : "") + "{\"type\":\"Feature\",\"properties\":{\"ELEV\":" +
+                std::to_string(pts[i][2]) + "},\"geometry\":{\"type\":\"Point\",\"coordinates\":[" +
+                std::to_string(pts[i][0]) + "," + std::to_string(pts[i][1]) + "]}}";
+    const std::string layer = Write("spots.geojson", json + "]}");
+    const std::string out = Temp("spots.obj");
+    const CliRun r = Krtes("tin " + layer + " --z-field ELEV -o " + out);
+    ASSERT_EQ(r.code, 0) << r.out;
+    std::vector<CKrPoint3d> v;
+    std::vector<KrTesGeo::_sTri_ID> f;
+    std::string err;
+    ASSERT_TRUE(krtes::ReadMeshFile(out, v, f, err)) << err;
+    ASSERT_EQ(v.size(), 4u);
+    for (const CKrPoint3d& p : v) EXPECT_EQ(p.z, 5 + (p.x == 110) + 2 * (p.y == 215));
+    EXPECT_NE(Krtes("tin " + layer + " -o " + Temp("noz.obj")).code, 0);
+}
+#endif

@@ -22,10 +22,15 @@ namespace krtes {
 
 // Survey points (x easting, y northing, z elevation).
 KRTESIO_API bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err);
-// The same; columns (e.g. "id,e,n,z,code") names the columns of a point
-// table instead of its header (ignored for vector layers).
+// How survey files are read where the file alone does not say.
+struct SKrSurveyOptions {
+    std::string columns;  // a point table's column names ("id,e,n,z,code") instead of its header
+    std::string zField;   // a vector layer's attribute holding the elevation (a contour's "ELEV")
+};
+
+// The same, with those choices.
 KRTESIO_API bool ReadSurveyPoints(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err,
-                                  const std::string& columns);
+                                  const SKrSurveyOptions& options);
 
 // Plan positions (z 0): a vector layer's points, 2D or 3D, or a plan point
 // file (ReadPlanPointFile).
@@ -43,6 +48,10 @@ KRTESIO_API bool IsSurveyLayerName(const std::string& path);
 // plan lines (a vector layer's 2D lines get z 0).
 KRTESIO_API bool ReadSurveyLines(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines,
                                  std::size_t minPoints, std::string& err, bool needZ = true);
+// The same; options.zField gives a vector layer's elevations.
+KRTESIO_API bool ReadSurveyLines(const std::string& path, std::vector<std::vector<CKrPoint3d>>& lines,
+                                 std::size_t minPoints, std::string& err, bool needZ,
+                                 const SKrSurveyOptions& options);
 
 // A triangulated surface as points and triangles. crs is the coordinate
 // system the file names (LandXML's "EPSG:n" or WKT, a raster's WKT), else
