@@ -52,6 +52,7 @@ int RunContour(const ContourArgs& a, Report& r)
     // Each line once, a closed one repeating its first point so that any
     // reader sees a ring; the points' z is the level.
     std::vector<std::vector<CKrPoint3d>> layer;
+    std::vector<double> levelOf;  // each line's level, an attribute of layer formats
     std::string buf = "# contours of " + a.surface + " every " + NumberText(a.interval) +
                       ": one block of x y z lines per line, '# level Z' before each; a closed line repeats its "
                       "first point\n";
@@ -63,6 +64,7 @@ int RunContour(const ContourArgs& a, Report& r)
         index += l.isIndex;
         vertices += l.pts.size();
         layer.push_back(l.pts);
+        levelOf.push_back(l.level);
         if (l.closed && !l.pts.empty()) layer.back().push_back(l.pts.front());
         buf += "\n# level " + NumberText(l.level);
         if (l.isIndex) buf += " index";
@@ -72,7 +74,7 @@ int RunContour(const ContourArgs& a, Report& r)
     }
     progress.Step("writing " + a.out);
     if (IsSurveyLayerName(a.out)) {
-        if (!WriteSurveyLines(a.out, layer, err)) return r.Fail(err);
+        if (!WriteSurveyLines(a.out, layer, err, "level", levelOf)) return r.Fail(err);
     } else if (!WriteTextOutput(a.out, buf, err)) {
         return r.Fail(err);
     }

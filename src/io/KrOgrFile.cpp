@@ -231,15 +231,20 @@ bool WriteVectorLines(const std::string& path, const std::vector<std::vector<CKr
                 e = path + ": cannot create a layer" + io::CGdalQuiet::Why();
                 return false;
             }
-            bool withId = false;
+            bool withId = false, withValue = false;
             if (std::string(name) != "DXF" && layer->TestCapability(OLCCreateField)) {
                 OGRFieldDefn fd("line", OFTInteger);
                 withId = layer->CreateField(&fd) == OGRERR_NONE;
+                if (withId && !o.valueName.empty() && o.values.size() == lines.size()) {
+                    OGRFieldDefn vd(o.valueName.c_str(), OFTReal);
+                    withValue = layer->CreateField(&vd) == OGRERR_NONE;
+                }
             }
             const bool tx = layer->TestCapability(OLCTransactions) && layer->StartTransaction() == OGRERR_NONE;
             for (std::size_t i = 0; i < lines.size(); ++i) {
                 OGRFeatureUniquePtr f(OGRFeature::CreateFeature(layer->GetLayerDefn()));
                 if (withId) f->SetField(0, static_cast<int>(i + 1));
+                if (withValue) f->SetField(1, o.values[i]);
                 OGRLineString ls;
                 ls.setNumPoints(static_cast<int>(lines[i].size()));
                 for (std::size_t k = 0; k < lines[i].size(); ++k) {

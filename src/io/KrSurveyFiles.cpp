@@ -105,14 +105,25 @@ bool ReadSurveyPlanPoints(const std::string& path, std::vector<CKrPoint3d>& pts,
 
 bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKrPoint3d>>& lines, std::string& err)
 {
+    return WriteSurveyLines(path, lines, err, std::string(), std::vector<double>());
+}
+
+bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKrPoint3d>>& lines, std::string& err,
+                      const std::string& valueName, const std::vector<double>& values)
+{
     if (!IsVectorName(path)) {
         err = path + ": not a vector layer name (use .gpkg, .shp, .dxf or .geojson)";
         return false;
     }
 #ifdef KRTES_HAVE_GDAL
-    return WriteVectorLines(path, lines, err);
+    SKrVectorOptions o;
+    o.valueName = valueName;
+    o.values = values;
+    return WriteVectorLines(path, lines, err, o);
 #else
     (void)lines;
+    (void)valueName;
+    (void)values;
     return Without(path, "vector layer", "GDAL", err);
 #endif
 }

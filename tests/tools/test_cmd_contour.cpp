@@ -59,3 +59,34 @@ TEST(KrtesContour, ConeLevelsClosedRingsAndTextBack)
     EXPECT_EQ(r.code, 1);
     EXPECT_NE(r.out.find("bad.obj"), std::string::npos) << r.out;
 }
+
+#ifdef KRTES_HAVE_GDAL
+#include <ogrsf_frmts.h>
+
+// As a GeoPackage layer, read back with GDAL: one feature per line, its
+// "level" attribute equal to the height of every point on it.
+TEST(KrtesContour, GeoPackageLinesCarryTheirLevel)
+{
+    const std::string cone =
+        GridFile("cone.obj", 40, 0, 0.5, [](double x, double y) { return 10.0 - std::hypot(x - 10, y - 10); });
+    const std::string out = Temp("c.gpkg");
+    const CliRun r = Krtes("contour " + cone + " --interval 2 --base 1 -o " + out);
+    ASSERT_EQ(r.code, 0) << r.out;
+    GDALAllRegister();
+    GDALDataset* ds = static_cast<GDALDataset*>(GDALOpenEx(out.c_str(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
+    ASSERT_NE(ds, nullptr);
+    OGRLayer* layer = ds->GetLayer(0);
+    ASSERT_NE(layer, nullptr);
+    const int field = layer->GetLayerDefn()->GetFieldIndex("level");
+    ASSERT_GE(field, 0);
+    int features = 0;
+    for (auto& f : *layer) {
+        ++features;
+        const double level = f->GetFieldAsDouble(field);
+        const OGRLineString* ls = f->GetGeometryRef()->toLineString();
+        for (int k = 0; k < ls->getNumPoints(); ++k) EXPECT_EQ(ls->getZ(k), level);
+    }
+    EXPECT_EQ(features, 13);
+    GDALClose(ds);
+}
+#endif

@@ -24,6 +24,11 @@ struct SKrVectorOptions {
     // without zField is an error. Plan lines (to drape) set this false.
     bool needZ = true;
     std::string crs;  // writing: the layer's coordinate system ("EPSG:32633", WKT); empty: none
+    // Writing: a number per line kept as a real attribute of that name (a
+    // contour's "level"), where the format holds attributes; used when
+    // valueName is set and values has one entry per line.
+    std::string valueName;
+    std::vector<double> values;
 };
 
 // True for the extensions OGR layers are read and written by here:

@@ -40,6 +40,10 @@ KRTESIO_API bool ReadSurveyPlanPoints(const std::string& path, std::vector<CKrPo
 // .shp, .dxf, .geojson, ...); false with err otherwise.
 KRTESIO_API bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKrPoint3d>>& lines,
                                   std::string& err);
+// The same, with a number per line kept as the attribute valueName (a
+// contour's level) where the layer's format holds attributes.
+KRTESIO_API bool WriteSurveyLines(const std::string& path, const std::vector<std::vector<CKrPoint3d>>& lines,
+                                  std::string& err, const std::string& valueName, const std::vector<double>& values);
 
 // True for the names of vector layers (.gpkg .shp .dxf .geojson .json .gml .kml).
 KRTESIO_API bool IsSurveyLayerName(const std::string& path);
