@@ -52,7 +52,9 @@ TEST(KrOgrFile, PolylinesRoundTripInEveryFormat)
     // A second write replaces the file; the same lines give the same bytes.
     std::string err;
     const std::string first = iotest::Read(files.Path("out.gpkg"));
-    ASSERT_TRUE(krtes::WriteVectorLines(files.Path("out.gpkg"), lines, err, {"", "", "", true, "EPSG:32633"})) << err;
+    krtes::SKrVectorOptions withCrs;
+    withCrs.crs = "EPSG:32633";
+    ASSERT_TRUE(krtes::WriteVectorLines(files.Path("out.gpkg"), lines, err, withCrs)) << err;
     EXPECT_EQ(iotest::Read(files.Path("out.gpkg")), first);
     // Unknown format, a folder that does not exist: an error, nothing written.
     EXPECT_FALSE(krtes::WriteVectorLines(files.Path("out.xyz"), lines, err));
