@@ -2,8 +2,8 @@
 
     PYTHONPATH=build/default/python python3 python/examples/jacksboro_tin.py [POINTS] [DEM.tif]
 
-Prints the counts, the extent and the elevation at the centre of the data.
-With GDAL's Python bindings (osgeo) it also writes a 100 m DEM of the surface
+Prints the counts, the extent, the elevation at the centre of the data and
+the cut and fill against the level halfway up. With GDAL's Python bindings (osgeo) it also writes a 100 m DEM of the surface
 as a GeoTIFF (cells off the surface are nodata).
 """
 
@@ -27,6 +27,10 @@ lo, hi = xyz.min(axis=0), xyz.max(axis=0)
 print(f"extent      x {lo[0]:.3f} .. {hi[0]:.3f}, y {lo[1]:.3f} .. {hi[1]:.3f}, z {lo[2]:.3f} .. {hi[2]:.3f}")
 centre = (lo[:2] + hi[:2]) / 2
 print(f"elevation   {tin.elevation(centre):.3f} at ({centre[0]:.3f}, {centre[1]:.3f})")
+if krtes.HAVE_EARTHWORKS:
+    level = (lo[2] + hi[2]) / 2
+    v = tin.volume_to(level)
+    print(f"level {level:.1f}  cut {v['cut']:.0f} m3 over {v['cut_area']:.0f} m2, fill {v['fill']:.0f} m3 over {v['fill_area']:.0f} m2")
 
 try:
     from osgeo import gdal
