@@ -17,7 +17,7 @@ namespace {
 
 struct CollideArgs {
     std::string files[2];
-    bool specified = false;  // the pairwise check of CCollision and its report
+    bool pairwise = false;  // the pairwise check of CCollision and its report
 };
 
 std::string TriText(const CKrTri3d& t)
@@ -85,7 +85,7 @@ int RunContact(const CollideArgs& a, Report& r)
 
 int RunCollide(const CollideArgs& a, Report& r)
 {
-    if (!a.specified) return RunContact(a, r);
+    if (!a.pairwise) return RunContact(a, r);
     Progress& progress = r.Progress();
     Timer timer;
     std::string err;
@@ -135,16 +135,16 @@ void AddCollide(Cli& cli)
         "collide", "Whether two meshes touch, and how close they come",
         "Decides exactly whether the two surfaces touch or cross, and prints the true distance\n"
         "between them (0 when they meet), the closest points and the triangles they lie on.\n"
-        "--specified gives the older pairwise report instead: the closest pair of triangles,\n"
+        "--pairwise gives the older pairwise report instead: the closest pair of triangles,\n"
         "those that do not meet measured between their centroids.\n\n"
         "Examples:\n"
         "  krtes collide pit.obj dump.stl\n"
         "  krtes collide pit.obj dump.stl --json\n"
-        "  krtes collide pit.obj dump.stl --specified",
+        "  krtes collide pit.obj dump.stl --pairwise",
         [a](Report& r) { return RunCollide(*a, r); });
     AddFile(c, "A", a->files[0], "First mesh (.obj, .ply or .stl)", true);
     AddFile(c, "B", a->files[1], "Second mesh (.obj, .ply or .stl)", true);
-    c->add_flag("--specified", a->specified,
+    c->add_flag("--pairwise", a->pairwise,
                 "The pairwise check's report: the closest pair, apart pairs measured between centroids");
 }
 

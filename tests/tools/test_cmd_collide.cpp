@@ -84,7 +84,7 @@ TEST(KrtesCollide, TouchingApartAndBadInput)
     // The pairwise report: pairs that do not meet measured between their
     // centroids, the nearest (4 + 2/3, j + 1/3) in A's last column and
     // (20 + 1/3, j + 2/3) in C's first.
-    r = Krtes("collide " + a + " " + c + " --specified");
+    r = Krtes("collide " + a + " " + c + " --pairwise");
     ASSERT_EQ(r.code, 0) << r.out;
     const double dx = 20.0 + 1.0 / 3 - (4.0 + 2.0 / 3), dz = 0.1 * dx;
     std::snprintf(expect, sizeof expect, "touching      no\ndistance      %.6f", std::sqrt(dx * dx + 1.0 / 9 + dz * dz));
