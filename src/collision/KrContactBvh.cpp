@@ -348,6 +348,12 @@ double ClosestTriTriApart(const double* a, const double* b, double* ca, double* 
 
 bool TrianglesMeet(const double* a, const double* b)
 {
+    // A corner in common is a point in common: meshes that touch at a
+    // shared vertex (the usual way two solids are placed against each
+    // other) are decided here, without the predicates that degenerate there.
+    for (int i = 0; i < 9; i += 3)
+        for (int j = 0; j < 9; j += 3)
+            if (a[i] == b[j] && a[i + 1] == b[j + 1] && a[i + 2] == b[j + 2]) return true;
     const CKrPoint3d A[3] = {CKrPoint3d(a[0], a[1], a[2]), CKrPoint3d(a[3], a[4], a[5]),
                              CKrPoint3d(a[6], a[7], a[8])};
     const CKrPoint3d B[3] = {CKrPoint3d(b[0], b[1], b[2]), CKrPoint3d(b[3], b[4], b[5]),

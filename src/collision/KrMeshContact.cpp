@@ -192,9 +192,10 @@ public:
 
     bool Finish();
     // Pairs meeting. With `all`, gathers every pair; otherwise keeps in
-    // `best` the smallest (and prunes by it).
+    // `best` the smallest (and prunes by it), or with `anyPair` the first
+    // one met (a yes-or-no question needs no more).
     void Meet(const Impl& other, const CPlacement& place, CKrContactPair& best,
-              std::vector<CKrContactPair>* all) const;
+              std::vector<CKrContactPair>* all, bool anyPair = false) const;
     CKrMeshDistance Distance(const Impl& other, const CPlacement& place, double stopBelow) const;
     double Winding(const double* p) const;
 };
@@ -223,7 +224,7 @@ bool CKrMeshContact::Impl::Finish()
 }
 
 void CKrMeshContact::Impl::Meet(const Impl& other, const CPlacement& place, CKrContactPair& best,
-                                std::vector<CKrContactPair>* all) const
+                                std::vector<CKrContactPair>* all, bool anyPair) const
 {
     best = CKrContactPair{std::numeric_limits<int32_t>::max(), std::numeric_limits<int32_t>::max()};
     if (bvh.Empty() || other.bvh.Empty()) return;
@@ -255,6 +256,7 @@ void CKrMeshContact::Impl::Meet(const Impl& other, const CPlacement& place, CKrC
                         all->push_back(CKrContactPair{ta, leafB.tri[j]});
                     } else {
                         best = CKrContactPair{ta, leafB.tri[j]};
+                        if (anyPair) return;
                         break;
                     }
                 }
@@ -541,7 +543,7 @@ bool CKrMeshContact::Intersects(const CKrMeshContact& other, const KrRigidTransf
                                 CKrContactPair* first) const
 {
     CKrContactPair best;
-    m_impl->Meet(*other.m_impl, CPlacement(xfOther), best, nullptr);
+    m_impl->Meet(*other.m_impl, CPlacement(xfOther), best, nullptr, first == nullptr);
     const bool hit = best.triA != std::numeric_limits<int32_t>::max();
     if (first) *first = hit ? best : CKrContactPair{};
     return hit;
