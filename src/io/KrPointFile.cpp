@@ -50,7 +50,8 @@ const char* kNotFinite = "coordinate is not finite (NaN or infinite)";
 bool ReadPointFile(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err)
 {
     std::vector<CKrPoint3d> out;
-    const auto take = [&out](const std::vector<double>& v, std::string& why) {
+    io::CKrReadBudget budget;
+    const auto take = [&out, &budget](const std::vector<double>& v, std::string& why) {
         if (v.size() != 3) {
             why = "expected 3 values (x y z), found " + std::to_string(v.size());
             return false;
@@ -58,6 +59,10 @@ bool ReadPointFile(const std::string& path, std::vector<CKrPoint3d>& pts, std::s
         const CKrPoint3d p(v[0], v[1], v[2]);
         if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z)) {
             why = kNotFinite;
+            return false;
+        }
+        if (!budget.Take(sizeof(CKrPoint3d))) {
+            why = budget.TooLarge(std::to_string(out.size()) + " points read");
             return false;
         }
         out.push_back(p);
@@ -71,13 +76,18 @@ bool ReadPointFile(const std::string& path, std::vector<CKrPoint3d>& pts, std::s
 bool ReadPlanPointFile(const std::string& path, std::vector<CKrPoint3d>& pts, std::string& err)
 {
     std::vector<CKrPoint3d> out;
-    const auto take = [&out](const std::vector<double>& v, std::string& why) {
+    io::CKrReadBudget budget;
+    const auto take = [&out, &budget](const std::vector<double>& v, std::string& why) {
         if (v.size() != 2 && v.size() != 3) {
             why = "expected x y (or x y z), found " + std::to_string(v.size()) + " values";
             return false;
         }
         if (!std::isfinite(v[0]) || !std::isfinite(v[1])) {
             why = kNotFinite;
+            return false;
+        }
+        if (!budget.Take(sizeof(CKrPoint3d))) {
+            why = budget.TooLarge(std::to_string(out.size()) + " points read");
             return false;
         }
         out.emplace_back(v[0], v[1], 0.0);

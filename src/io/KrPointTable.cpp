@@ -159,6 +159,7 @@ bool ReadPointTable(const std::string& path, SKrPointTable& table, std::string& 
     io::CKrLineReader sc(path);
     if (!sc.Open(err)) return false;
     SKrPointTable out;
+    io::CKrReadBudget budget;
     std::vector<std::string_view> f;
     std::vector<std::string> store;
     std::string why;
@@ -249,6 +250,13 @@ bool ReadPointTable(const std::string& path, SKrPointTable& table, std::string& 
                 err = sc.Here() + "coordinate is not finite (NaN or infinite)";
                 return false;
             }
+        }
+        std::size_t bytes = sizeof(CKrPoint3d);
+        for (int k : extraCol)
+            bytes += sizeof(std::string) + (static_cast<std::size_t>(k) < f.size() ? f[k].size() : 0);
+        if (!budget.Take(bytes)) {
+            err = sc.Here() + budget.TooLarge(std::to_string(out.pts.size()) + " points read");
+            return false;
         }
         out.pts.emplace_back(c[0], c[1], c[2]);
         for (int k : extraCol) out.extra.emplace_back(static_cast<std::size_t>(k) < f.size() ? f[k] : std::string_view());

@@ -13,7 +13,8 @@ bool ReadPolylineFile(const std::string& path, std::vector<std::vector<CKrPoint3
     if (!sc.Open(err)) return false;
     std::vector<std::vector<CKrPoint3d>> out;
     std::vector<CKrPoint3d> cur;
-    std::size_t blockStart = 0;
+    std::size_t blockStart = 0, count = 0;
+    io::CKrReadBudget budget;
     const auto close = [&]() {
         if (cur.empty()) return true;
         if (cur.size() < minPoints) {
@@ -49,7 +50,12 @@ bool ReadPolylineFile(const std::string& path, std::vector<std::vector<CKrPoint3
             return false;
         }
         if (cur.empty()) blockStart = sc.LineNo();
+        if (!budget.Take(sizeof(CKrPoint3d))) {
+            err = sc.Here() + budget.TooLarge(std::to_string(count) + " points read");
+            return false;
+        }
         cur.push_back(p);
+        ++count;
     }
     if (!sc.Finish(err) || !close()) return false;
     lines.swap(out);

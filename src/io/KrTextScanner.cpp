@@ -16,6 +16,17 @@ bool ReadWholeFile(const std::string& path, std::string& data, std::string& err)
         err = path + ": cannot open file";
         return false;
     }
+    in.seekg(0, std::ios::end);
+    const std::streamoff size = in.tellg();
+    in.seekg(0, std::ios::beg);
+    if (size < 0) in.clear();  // a pipe: its size is known only at the end
+    const CKrReadBudget budget;
+    if (size > 0 && static_cast<unsigned long long>(size) > budget.Limit() / 2) {
+        err = path + ": " + budget.TooLarge(std::to_string(size) + " bytes");
+        return false;
+    }
+    data.clear();
+    if (size > 0) data.reserve(static_cast<std::size_t>(size));
     data.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     if (in.bad()) {
         err = path + ": read error";

@@ -15,8 +15,31 @@
 namespace krtes {
 namespace io {
 
+// The memory one read may hold (SetReadMemoryLimit), fixed when the read
+// starts. A reader counts the bytes of what it has stored and asks before
+// each addition; a growing vector briefly holds its old and its doubled
+// block, hence the factor of three.
+class CKrReadBudget {
+public:
+    CKrReadBudget();
+    std::size_t Limit() const { return m_limit; }
+    // Whether `bytes` more may be stored; counts them when they may.
+    bool Take(std::size_t bytes)
+    {
+        m_held += bytes;
+        return m_held <= m_limit / 3;
+    }
+    // "the file is too large ... (<what>, limit X MB) ...".
+    std::string TooLarge(const std::string& what) const;
+
+private:
+    std::size_t m_limit;
+    std::size_t m_held = 0;
+};
+
 // Reads the whole file into data. On failure err is "path: cannot open
-// file" or "path: read error".
+// file", "path: read error" or, when the text alone would take more than
+// half the read memory limit, "path: the file is too large ...".
 bool ReadWholeFile(const std::string& path, std::string& data, std::string& err);
 
 // The location prefix of a message: "path:line: ".

@@ -14,6 +14,7 @@
 #include "KrTesGeometry/io/KrStlFile.h"
 #include "KrTesGeometry/io/KrDemGrid.h"
 #include "KrTesGeometry/io/KrPointTable.h"
+#include "KrTesGeometry/io/KrReadLimit.h"
 #include "KrTesGeometry/io/KrSurveyFiles.h"
 #ifdef KRTES_HAVE_PUGIXML
 #include "KrTesGeometry/io/KrLandXmlFile.h"
