@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdarg>
 #include <iostream>
+#include <new>
 
 #include "KrTesGeometry/io/KrTesIO.h"
 
@@ -314,6 +315,8 @@ int Cli::Main(int argc, char** argv)
             return e->run(report);
         } catch (const UsageError& u) {
             return UsageFailure(cmd, u.what());
+        } catch (const std::bad_alloc&) {
+            return report.Fail("out of memory (the data is too large for the memory this process may use)");
         } catch (const std::exception& x) {
             return report.Fail(x.what());
         }

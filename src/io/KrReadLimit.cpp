@@ -8,6 +8,7 @@
 #include <string>
 
 #if defined(__unix__) || defined(__APPLE__)
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -56,6 +57,19 @@ std::size_t AutomaticLimit()
     const std::size_t max = ReadNumberFile("/sys/fs/cgroup/memory.max");
     const std::size_t used = ReadNumberFile("/sys/fs/cgroup/memory.current");
     if (max != kUnknown && used != kUnknown && used < max && max - used < free) free = max - used;
+#if defined(__unix__) || defined(__APPLE__)
+    // An address-space limit (ulimit -v) turns running out into a failed
+    // allocation; count the room left under it.
+    rlimit as{};
+    if (getrlimit(RLIMIT_AS, &as) == 0 && as.rlim_cur != RLIM_INFINITY) {
+        std::ifstream statm("/proc/self/statm");
+        unsigned long long pages = 0;
+        const long pageSize = sysconf(_SC_PAGESIZE);
+        const std::size_t mapped = (statm >> pages) && pageSize > 0 ? pages * static_cast<std::size_t>(pageSize) : 0;
+        const std::size_t room = as.rlim_cur > mapped ? static_cast<std::size_t>(as.rlim_cur) - mapped : 0;
+        if (room < free) free = room;
+    }
+#endif
     if (free == kUnknown) return kUnknown;
     return free / 4 * 3;
 }

@@ -15,8 +15,8 @@ namespace krtes {
 
 // bytes: the most one read may hold. 0 (the default): three quarters of the
 // memory free when the read starts (the physical memory the system reports
-// as available, or the room left in the process's control group if that is
-// less). Applies to reads that start after the call, in every thread.
+// as available, or less where the process's control group or address-space
+// limit leaves less room). Applies to reads that start after the call, in every thread.
 KRTESIO_API void SetReadMemoryLimit(std::size_t bytes);
 
 // The limit a read starting now would get (the automatic one worked out
