@@ -346,14 +346,38 @@ double ClosestTriTriApart(const double* a, const double* b, double* ca, double* 
     return best;
 }
 
+namespace {
+
+// Whether the corners are certainly not collinear: the rounded normal is
+// far larger than its rounding error (about 8 ulp of the edge products).
+// False answers are left to the exact test.
+bool ClearlyProper(const double* t)
+{
+    double e1[3], e2[3], m1 = 0.0, m2 = 0.0;
+    for (int k = 0; k < 3; ++k) {
+        e1[k] = t[3 + k] - t[k];
+        e2[k] = t[6 + k] - t[k];
+        m1 = std::max(m1, std::fabs(e1[k]));
+        m2 = std::max(m2, std::fabs(e2[k]));
+    }
+    const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
+    const double big = std::max(std::fabs(n[0]), std::max(std::fabs(n[1]), std::fabs(n[2])));
+    const double scale = m1 * m2;
+    return scale > 1e-250 && big > 1e-10 * scale;  // tiny edges: let the exact test decide
+}
+
+}  // namespace
+
 bool TrianglesMeet(const double* a, const double* b)
 {
     // A corner in common is a point in common: meshes that touch at a
     // shared vertex (the usual way two solids are placed against each
     // other) are decided here, without the predicates that degenerate there.
+    // Only for proper triangles: a collinear one meets nothing.
     for (int i = 0; i < 9; i += 3)
         for (int j = 0; j < 9; j += 3)
-            if (a[i] == b[j] && a[i + 1] == b[j + 1] && a[i + 2] == b[j + 2]) return true;
+            if (a[i] == b[j] && a[i + 1] == b[j + 1] && a[i + 2] == b[j + 2])
+                if (ClearlyProper(a) && ClearlyProper(b)) return true;
     const CKrPoint3d A[3] = {CKrPoint3d(a[0], a[1], a[2]), CKrPoint3d(a[3], a[4], a[5]),
                              CKrPoint3d(a[6], a[7], a[8])};
     const CKrPoint3d B[3] = {CKrPoint3d(b[0], b[1], b[2]), CKrPoint3d(b[3], b[4], b[5]),
