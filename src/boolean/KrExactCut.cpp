@@ -19,6 +19,7 @@
 #include "KrTesGeometry/geom/KrTransReferent.h"
 #include "boolean/KrBooleanCut.h"
 #include "boolean/KrImplicitPoint.h"
+#include "geom/KrBox.h"
 
 namespace TesTriMesh {
 namespace exact {
@@ -79,13 +80,7 @@ struct MeshIdx {
             degenerate[t] = KrTesGeo::Orient2dExact(a.x, a.y, b.x, b.y, c.x, c.y) == 0 &&
                             KrTesGeo::Orient2dExact(a.y, a.z, b.y, b.z, c.y, c.z) == 0 &&
                             KrTesGeo::Orient2dExact(a.z, a.x, b.z, b.x, c.z, c.x) == 0;
-            double* bx = &box[t * 6];
-            bx[0] = std::min({a.x, b.x, c.x});
-            bx[1] = std::min({a.y, b.y, c.y});
-            bx[2] = std::min({a.z, b.z, c.z});
-            bx[3] = std::max({a.x, b.x, c.x});
-            bx[4] = std::max({a.y, b.y, c.y});
-            bx[5] = std::max({a.z, b.z, c.z});
+            KrTesGeo::detail::CornerBox(a, b, c, &box[t * 6]);
         }
         std::sort(es.begin(), es.end());
         ev.clear();

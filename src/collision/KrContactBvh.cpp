@@ -269,50 +269,6 @@ void CKrContactBvh::Build(const std::vector<double>& xyz, const std::vector<int3
     }
 }
 
-double ClosestSegSeg(const double* p1, const double* q1, const double* p2, const double* q2, double* c1,
-                     double* c2)
-{
-    double d1[3], d2[3], r[3];
-    Sub(q1, p1, d1);
-    Sub(q2, p2, d2);
-    Sub(p1, p2, r);
-    const double a = Dot(d1, d1), e = Dot(d2, d2), f = Dot(d2, r);
-    double s, t;
-    if (a <= 0.0 && e <= 0.0) {
-        s = t = 0.0;
-    } else if (a <= 0.0) {
-        s = 0.0;
-        t = Clamp01(f / e);
-    } else {
-        const double c = Dot(d1, r);
-        if (e <= 0.0) {
-            t = 0.0;
-            s = Clamp01(-c / a);
-        } else {
-            const double b = Dot(d1, d2);
-            const double denom = a * e - b * b;
-            // Nearly parallel segments: any s works for the lines; the clamps
-            // below then find the right ends.
-            s = denom > 1e-14 * a * e ? Clamp01((b * f - c * e) / denom) : 0.0;
-            t = (b * s + f) / e;
-            if (t < 0.0) {
-                t = 0.0;
-                s = Clamp01(-c / a);
-            } else if (t > 1.0) {
-                t = 1.0;
-                s = Clamp01((b - c) / a);
-            }
-        }
-    }
-    for (int k = 0; k < 3; ++k) {
-        c1[k] = p1[k] + d1[k] * s;
-        c2[k] = p2[k] + d2[k] * t;
-    }
-    double d[3];
-    Sub(c1, c2, d);
-    return Dot(d, d);
-}
-
 double ClosestTriTriApart(const double* a, const double* b, double* ca, double* cb)
 {
     double best = std::numeric_limits<double>::infinity();

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "geom/KrClosestSegSeg.h"
+
 // The bounding volume hierarchy of CKrMeshContact and the closest-point
 // routines its distance query runs on.
 namespace TesTriMesh {
@@ -73,11 +75,7 @@ inline bool BoxMeet(const KrAabb& a, const KrAabb& b)
 // The box of a triangle's nine coordinates.
 KrAabb TriBox(const double* t);
 
-// Closest points of the closed segments p1-q1 and p2-q2 (three doubles each):
-// c1, c2 receive them; returns the squared distance. Parallel and
-// zero-length segments included.
-double ClosestSegSeg(const double* p1, const double* q1, const double* p2, const double* q2, double* c1,
-                     double* c2);
+using KrTesGeo::detail::ClosestSegSeg;
 
 // Closest points of two triangles (nine doubles each) that do not cross:
 // the minimum over the nine edge pairs and every corner whose projection

@@ -167,6 +167,20 @@ struct NodePair {
     double d2;
 };
 
+// The two node pairs below p: of a leaf and an inner node the inner one is
+// opened, of two inner nodes the larger.
+void Children(const NodePair& p, const KrBvhNode& a, const KrBvhNode& b, NodePair& c0, NodePair& c1)
+{
+    c0 = c1 = p;
+    if (b.count > 0 || (a.count == 0 && Extent(a.box) >= Extent(b.box))) {
+        c0.a = a.first;
+        c1.a = a.first + 1;
+    } else {
+        c0.b = b.first;
+        c1.b = b.first + 1;
+    }
+}
+
 }  // namespace
 
 // ---- the object -------------------------------------------------------------
@@ -263,20 +277,11 @@ void CKrMeshContact::Impl::Meet(const Impl& other, const CPlacement& place, CKrC
             }
             continue;
         }
-        // Open the larger node; the child holding the smaller triangle index
-        // goes first, so the smallest pair tends to be found early and the
-        // bound prunes the rest.
-        const bool splitA = b.count > 0 || (a.count == 0 && Extent(a.box) >= Extent(b.box));
-        NodePair c0 = p, c1 = p;
-        if (splitA) {
-            c0.a = a.first;
-            c1.a = a.first + 1;
-            if (NA[c0.a].minTri > NA[c1.a].minTri) std::swap(c0, c1);
-        } else {
-            c0.b = b.first;
-            c1.b = b.first + 1;
-            if (NB[c0.b].minTri > NB[c1.b].minTri) std::swap(c0, c1);
-        }
+        // The child holding the smaller triangle index goes first, so the
+        // smallest pair tends to be found early and the bound prunes the rest.
+        NodePair c0, c1;
+        Children(p, a, b, c0, c1);
+        if (c0.a != c1.a ? NA[c0.a].minTri > NA[c1.a].minTri : NB[c0.b].minTri > NB[c1.b].minTri) std::swap(c0, c1);
         stack.push_back(c1);
         stack.push_back(c0);
     }
@@ -387,15 +392,8 @@ CKrMeshDistance CKrMeshContact::Impl::Distance(const Impl& other, const CPlaceme
             }
             continue;
         }
-        const bool splitA = b.count > 0 || (a.count == 0 && Extent(a.box) >= Extent(b.box));
-        NodePair c0 = p, c1 = p;
-        if (splitA) {
-            c0.a = a.first;
-            c1.a = a.first + 1;
-        } else {
-            c0.b = b.first;
-            c1.b = b.first + 1;
-        }
+        NodePair c0, c1;
+        Children(p, a, b, c0, c1);
         const KrAabb& boxA0 = NA[c0.a].box;
         const KrAabb& boxA1 = NA[c1.a].box;
         c0.d2 = BoxDist2(boxA0, place.Box(NB[c0.b].box));

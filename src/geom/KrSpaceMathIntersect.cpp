@@ -8,6 +8,7 @@
 #include "KrTesGeometry/geom/KrExactPredicates.h"
 #include "KrTesGeometry/geom/KrSpaceMath.h"
 #include "KrTesGeometry/math/TESCommFunc.h"
+#include "geom/KrClosestSegSeg.h"
 
 using KrTesGeo::CGeoVector;
 using TESCommFunc::TesCompDouble;
@@ -24,29 +25,25 @@ double DistPointSeg(const CKrPoint3d& x, const CKrPoint3d& a, const CKrPoint3d& 
     return CKrSpaceMath::Get_Dist_Point_To_LineSection3D_Adv(x.x, x.y, x.z, a.x, a.y, a.z, b.x, b.y, b.z);
 }
 
-// Closest points of the segments p1-q1 and p2-q2, both of non-zero length:
-// c1 on the first, c2 on the second. Parallel segments get one of the closest
-// pairs.
+inline void Sub3(const double* a, const double* b, double* r)
+{
+    r[0] = a[0] - b[0];
+    r[1] = a[1] - b[1];
+    r[2] = a[2] - b[2];
+}
+inline double Dot3(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+// Closest points of the segments p1-q1 and p2-q2: c1 on the first, c2 on the
+// second.
 void ClosestPointsSegSeg(const CKrPoint3d& p1, const CKrPoint3d& q1, const CKrPoint3d& p2, const CKrPoint3d& q2,
                          CKrPoint3d& c1, CKrPoint3d& c2)
 {
-    const CGeoVector d1 = q1 - p1, d2 = q2 - p2, r = p1 - p2;
-    const double a = d1 * d1, e = d2 * d2, f = d2 * r;
-    const double c = d1 * r, b = d1 * d2;
-    const double denom = a * e - b * b;
-    // Parallel directions leave s free: any s is then as good, because t is
-    // projected from it and s re-projected from a clamped t below.
-    double s = denom > 0.0 ? Clamp01((b * f - c * e) / denom) : 0.0;
-    double t = (b * s + f) / e;
-    if (t < 0.0) {
-        t = 0.0;
-        s = Clamp01(-c / a);
-    } else if (t > 1.0) {
-        t = 1.0;
-        s = Clamp01((b - c) / a);
-    }
-    c1 = p1 + d1 * s;
-    c2 = p2 + d2 * t;
+    const double a0[3] = {p1.x, p1.y, p1.z}, a1[3] = {q1.x, q1.y, q1.z}, b0[3] = {p2.x, p2.y, p2.z},
+                 b1[3] = {q2.x, q2.y, q2.z};
+    double x[3], y[3];
+    KrTesGeo::detail::ClosestSegSeg(a0, a1, b0, b1, x, y);
+    c1 = CKrPoint3d(x[0], x[1], x[2]);
+    c2 = CKrPoint3d(y[0], y[1], y[2]);
 }
 
 // Collinear overlap of segments within kEps of one line. Returns 0 (apart),
@@ -92,6 +89,56 @@ double DistPointLine(const CKrPoint3d& x, const CKrPoint3d& r0, const CGeoVector
 }
 
 }  // namespace
+
+namespace KrTesGeo {
+namespace detail {
+
+double ClosestSegSeg(const double* p1, const double* q1, const double* p2, const double* q2, double* c1,
+                     double* c2)
+{
+    double d1[3], d2[3], r[3];
+    Sub3(q1, p1, d1);
+    Sub3(q2, p2, d2);
+    Sub3(p1, p2, r);
+    const double a = Dot3(d1, d1), e = Dot3(d2, d2), f = Dot3(d2, r);
+    double s, t;
+    if (a <= 0.0 && e <= 0.0) {
+        s = t = 0.0;
+    } else if (a <= 0.0) {
+        s = 0.0;
+        t = Clamp01(f / e);
+    } else {
+        const double c = Dot3(d1, r);
+        if (e <= 0.0) {
+            t = 0.0;
+            s = Clamp01(-c / a);
+        } else {
+            const double b = Dot3(d1, d2);
+            const double denom = a * e - b * b;
+            // Nearly parallel segments: any s works for the lines; the clamps
+            // below then find the right ends.
+            s = denom > 1e-14 * a * e ? Clamp01((b * f - c * e) / denom) : 0.0;
+            t = (b * s + f) / e;
+            if (t < 0.0) {
+                t = 0.0;
+                s = Clamp01(-c / a);
+            } else if (t > 1.0) {
+                t = 1.0;
+                s = Clamp01((b - c) / a);
+            }
+        }
+    }
+    for (int k = 0; k < 3; ++k) {
+        c1[k] = p1[k] + d1[k] * s;
+        c2[k] = p2[k] + d2[k] * t;
+    }
+    double d[3];
+    Sub3(c1, c2, d);
+    return Dot3(d, d);
+}
+
+}  // namespace detail
+}  // namespace KrTesGeo
 
 // ---- segments and lines -----------------------------------------------------------------
 
