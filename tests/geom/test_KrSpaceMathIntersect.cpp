@@ -13,6 +13,23 @@
 using KrTesGeo::CGeoVector;
 using SM = CKrSpaceMath;
 
+namespace {
+
+const CKrPoint3d kUntouched(9, 9, 9);
+
+// Runs f on an output point holding kUntouched: the code it returns, and the
+// point it wrote (or left as it was) within tol.
+template <class F>
+::testing::AssertionResult Gives(F f, int code, const CKrPoint3d& want, double tol = 1e-9)
+{
+    CKrPoint3d out = kUntouched;
+    const int got = f(out);
+    if (got == code && Near(out, want, tol)) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "code " << got << ", want " << code << ": " << Near(out, want, tol).message();
+}
+
+}  // namespace
+
 TEST(KrSpaceMathSegSeg, CrossingTouchingOverlappingAndApart)
 {
     struct Case {
@@ -36,33 +53,30 @@ TEST(KrSpaceMathSegSeg, CrossingTouchingOverlappingAndApart)
          {500, 0, 0}},
     };
     for (const Case& c : cases) {
-        CKrPoint3d p(9, 9, 9), q(9, 9, 9);
+        CKrPoint3d p = kUntouched, q = kUntouched;
         EXPECT_EQ(SM::Test_Intersect_Seg_And_Seg_3D(c.a1, c.a2, c.b1, c.b2, p, q), c.code) << c.what;
         // End points are written exactly; a crossing point is computed.
         const double tol = c.code == 1 ? 1e-9 : 0.0;
-        EXPECT_TRUE(Near(p, c.code > 0 ? c.p : CKrPoint3d(9, 9, 9), tol)) << c.what;
-        EXPECT_TRUE(Near(q, c.code > 0 ? c.q : CKrPoint3d(9, 9, 9), tol)) << c.what;
+        EXPECT_TRUE(Near(p, c.code > 0 ? c.p : kUntouched, tol)) << c.what;
+        EXPECT_TRUE(Near(q, c.code > 0 ? c.q : kUntouched, tol)) << c.what;
     }
 }
 
 TEST(KrSpaceMathSegLine, PlanCrossingOfASegmentAndALine)
 {
-    CKrPoint3d p(9, 9, 9);
-    const CKrPoint3d l1(0, 0, 100), l2(1, 0, -50);  // the x axis in plan; its z is irrelevant
-    auto sl = [&](const CKrPoint3d& s1, const CKrPoint3d& s2) {
-        return SM::Test_Insertsect_Seg_And_Line_2D(s1, s2, l1, l2, p);
+    // The line is the x axis in plan, its z irrelevant, and infinite; z is
+    // interpolated along the segment; an end on the line (within the
+    // tolerance) is written as it is.
+    const CKrPoint3d l1(0, 0, 100), l2(1, 0, -50);
+    const auto sl = [&](const CKrPoint3d& s1, const CKrPoint3d& s2) {
+        return [&, s1, s2](CKrPoint3d& p) { return SM::Test_Insertsect_Seg_And_Line_2D(s1, s2, l1, l2, p); };
     };
-    EXPECT_EQ(sl(CKrPoint3d(3, 1, 0), CKrPoint3d(4, 5, 0)), 0);
-    EXPECT_EQ(sl(CKrPoint3d(3, 0, 0), CKrPoint3d(9, 0, 4)), 2);  // along
-    EXPECT_TRUE(Near(p, CKrPoint3d(9, 9, 9), 0.0));
-    // The line is infinite; z is interpolated along the segment.
-    EXPECT_EQ(sl(CKrPoint3d(-50, -1, 0), CKrPoint3d(-52, 1, 8)), 1);
-    EXPECT_TRUE(Near(p, CKrPoint3d(-51, 0, 4)));
-    // An end point on the line (within the tolerance) is written as it is.
-    EXPECT_EQ(sl(CKrPoint3d(4, 5, 0), CKrPoint3d(3, 5e-7, 7)), 1);
-    EXPECT_TRUE(Near(p, CKrPoint3d(3, 5e-7, 7), 0.0));
-    EXPECT_EQ(SM::Test_Insertsect_Seg_And_Line_2D(CKrPoint3d(3, 1, 0), CKrPoint3d(4, -1, 0), l1, CKrPoint3d(0, 0, 5), p),
-              -1);  // no line
+    EXPECT_TRUE(Gives(sl({3, 1, 0}, {4, 5, 0}), 0, kUntouched));
+    EXPECT_TRUE(Gives(sl({3, 0, 0}, {9, 0, 4}), 2, kUntouched));  // along
+    EXPECT_TRUE(Gives(sl({-50, -1, 0}, {-52, 1, 8}), 1, {-51, 0, 4}));
+    EXPECT_TRUE(Gives(sl({4, 5, 0}, {3, 5e-7, 7}), 1, {3, 5e-7, 7}, 0.0));
+    CKrPoint3d p;
+    EXPECT_EQ(SM::Test_Insertsect_Seg_And_Line_2D({3, 1, 0}, {4, -1, 0}, l1, {0, 0, 5}, p), -1);  // no line
 }
 
 TEST(KrSpaceMathRayBox, ClosedBoxSlabTest)
@@ -88,95 +102,69 @@ TEST(KrSpaceMathRayBox, ClosedBoxSlabTest)
     EXPECT_FALSE(SM::Test_Intersect_Ray_And_BoxAABB(CKrPoint3d(0.5, 0.5, 5), down, hi, lo));
 }
 
-TEST(KrSpaceMathLineTri, VerticalLinesGiveExactHeightsOnEdgesAndCorners)
+TEST(KrSpaceMathLineTri, LinesRaysPlanesAndSegmentsAgainstTrianglesAndPlanes)
 {
-    const CKrPoint3d a(0, 0, 10), b(4, 0, 14), c(0, 4, 2);  // z = 10 + x - 2y
-    const CGeoVector up(0, 0, 1);
+    // Lines through z = 10 + x - 2y: exact heights on edges and corners;
+    // just outside within eps a hit on the boundary, beyond eps none; the
+    // direction's sense does not matter, a zero direction is -1.
+    const CKrPoint3d a(0, 0, 10), b(4, 0, 14), c(0, 4, 2);
+    const auto lt = [&](double x, double y, double eps = 1e-6, CGeoVector dir = CGeoVector(0, 0, 1)) {
+        return [=](CKrPoint3d& h) { return SM::Test_Intersect_Line_And_Triangle_3D({x, y, -100}, dir, a, b, c, h, eps); };
+    };
+    EXPECT_TRUE(Gives(lt(2, 0), 1, {2, 0, 12}, 0.0));  // mid-edge AB, exactly
+    EXPECT_TRUE(Gives(lt(4, 0), 1, b, 0.0));           // corner B, exactly
+    EXPECT_TRUE(Gives(lt(2, -5e-7), 1, {2, 0, 12}, 1e-6));
+    EXPECT_TRUE(Gives(lt(2, -2e-6), 0, kUntouched));
+    EXPECT_TRUE(Gives(lt(2, -2e-6, 1e-5), 1, {2, 0, 12}, 1e-5));
+    EXPECT_TRUE(Gives(lt(1, 1, 1e-6, CGeoVector(0, 0, -3)), 1, {1, 1, 9}, 1e-12));
+    EXPECT_TRUE(Gives(lt(1, 1, 1e-6, CGeoVector(0, 0, 0)), -1, kUntouched));
+    // A vertical line inside a vertical triangle: parallel, no hit; a
+    // degenerate triangle: -1; a slanted line through a tilted triangle.
+    const CKrPoint3d o(0, 0, 0), x4(4, 0, 0), up(0, 0, 1);
     CKrPoint3d hit;
-    auto lt = [&](double x, double y, double eps = 1e-6, const CGeoVector& dir = CGeoVector(0, 0, 1)) {
-        return SM::Test_Intersect_Line_And_Triangle_3D(CKrPoint3d(x, y, -100), dir, a, b, c, hit, eps);
-    };
-    ASSERT_EQ(lt(2, 0), 1);
-    EXPECT_EQ(hit.z, 12.0);  // mid-edge AB, exactly
-    ASSERT_EQ(lt(4, 0), 1);
-    EXPECT_TRUE(Near(hit, b, 0.0));  // corner B, exactly
-    // Just outside within eps: a hit on the boundary; beyond eps: none.
-    ASSERT_EQ(lt(2, -5e-7), 1);
-    EXPECT_NEAR(hit.z, 12.0, 1e-6);
-    EXPECT_EQ(lt(2, -2e-6), 0);
-    EXPECT_EQ(lt(2, -2e-6, 1e-5), 1);
-    // A line is a line: the direction's sense does not matter. A zero direction: -1.
-    ASSERT_EQ(lt(1, 1, 1e-6, CGeoVector(0, 0, -3)), 1);
-    EXPECT_NEAR(hit.z, 9.0, 1e-12);
-    EXPECT_EQ(lt(1, 1, 1e-6, CGeoVector(0, 0, 0)), -1);
-
-    // A vertical triangle is parallel to a vertical line: no hit, even when the
-    // line runs inside it. A degenerate triangle: -1. A slanted line through a
-    // tilted triangle.
-    const CKrPoint3d o(0, 0, 0), x4(4, 0, 0);
-    EXPECT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(CKrPoint3d(1, 0, 0), up, o, x4, CKrPoint3d(0, 0, 4), hit, 1e-6), 0);
-    EXPECT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(CKrPoint3d(1, 0, 0), up, o, x4, CKrPoint3d(8, 0, 0), hit, 1e-6),
-              -1);
-    ASSERT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(o, CGeoVector(1, 1, 1), CKrPoint3d(3, 0, 0), CKrPoint3d(0, 3, 0),
-                                                      CKrPoint3d(0, 0, 3), hit, 1e-6),
-              1);
+    EXPECT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(x4 / 4, up, o, x4, CKrPoint3d(0, 0, 4), hit, 1e-6), 0);
+    EXPECT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(x4 / 4, up, o, x4, CKrPoint3d(8, 0, 0), hit, 1e-6), -1);
+    ASSERT_EQ(SM::Test_Intersect_Line_And_Triangle_3D(o, {1, 1, 1}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, hit, 1e-6), 1);
     EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 1)));
-}
 
-TEST(KrSpaceMathRayTriPlaneSeg, HitsAheadOnTheOriginAndInPlane)
-{
-    const CKrPoint3d a(0, 0, 0), b(4, 0, 0), c(0, 4, 0);
-    CKrPoint3d hit(9, 9, 9);
-    auto rt = [&](double x, double y, double z, double dx, double dy, double dz) {
-        return SM::Test_Intersect_Ray_And_Triangle_3D(CKrPoint3d(x, y, z), CGeoVector(dx, dy, dz), a, b, c, hit);
+    // Rays against the triangle z = 0: pointing away, nothing; an origin on
+    // it within the tolerance is hit where it stands when leaving, at the
+    // plane when heading into it; through a corner.
+    const CKrPoint3d t1(4, 0, 0), t2(0, 4, 0);
+    const auto rt = [&](CKrPoint3d from, CGeoVector dir) {
+        return [=](CKrPoint3d& h) { return SM::Test_Intersect_Ray_And_Triangle_3D(from, dir, o, t1, t2, h); };
     };
-    EXPECT_EQ(rt(1, 1, 5, 0, 0, 2), 0);  // pointing away
-    EXPECT_TRUE(Near(hit, CKrPoint3d(9, 9, 9), 0.0));  // untouched on a miss
-    // The origin on the triangle within the tolerance: hit where it stands
-    // when leaving, at the plane when heading into it.
-    ASSERT_EQ(rt(1, 1, 5e-7, 0, 0, 1), 1);
-    EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 5e-7), 0.0));
-    ASSERT_EQ(rt(1, 1, 5e-7, 0, 0, -1), 1);
-    EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 0), 1e-12));
-    EXPECT_EQ(rt(1, 1, 1e-5, 0, 0, 1), 0);
-    ASSERT_EQ(rt(-1, -1, 1, 1, 1, -1), 1);
-    EXPECT_TRUE(Near(hit, a));  // through the corner
+    EXPECT_TRUE(Gives(rt({1, 1, 5}, {0, 0, 2}), 0, kUntouched));
+    EXPECT_TRUE(Gives(rt({1, 1, 5e-7}, {0, 0, 1}), 1, {1, 1, 5e-7}, 0.0));
+    EXPECT_TRUE(Gives(rt({1, 1, 5e-7}, {0, 0, -1}), 1, {1, 1, 0}, 1e-12));
+    EXPECT_TRUE(Gives(rt({1, 1, 1e-5}, {0, 0, 1}), 0, kUntouched));
+    EXPECT_TRUE(Gives(rt({-1, -1, 1}, {1, 1, -1}), 1, o));
 
-    // Against the plane z = 2, normal of any length.
-    const CKrPoint3d on(0, 0, 2);
-    const CGeoVector n(0, 0, 3);
-    hit = CKrPoint3d(9, 9, 9);
-    auto rp = [&](double z, double dx, double dy, double dz, const CGeoVector& nn) {
-        return SM::Test_Intersect_Ray_And_Plane_3D(CKrPoint3d(1, 1, z), CGeoVector(dx, dy, dz), on, nn, hit);
+    // Rays against the plane z = 2 (a normal of any length): behind,
+    // parallel, in it, no normal; starting on it and leaving; a direction at
+    // a cosine of exactly 1e-6 to the normal still runs along it.
+    const auto rp = [&](double z, CGeoVector dir, CGeoVector n = CGeoVector(0, 0, 3)) {
+        return [=](CKrPoint3d& h) { return SM::Test_Intersect_Ray_And_Plane_3D({1, 1, z}, dir, {0, 0, 2}, n, h); };
     };
-    EXPECT_EQ(rp(5, 1, 0, 1, n), 0);   // behind
-    EXPECT_EQ(rp(5, 1, 0, 0, n), 0);   // parallel
-    EXPECT_EQ(rp(2, 0, 0, 0, n), 2);   // in it
-    EXPECT_EQ(rp(5, 1, 0, -1, CGeoVector(0, 0, 0)), 0);
-    EXPECT_TRUE(Near(hit, CKrPoint3d(9, 9, 9), 0.0));
-    ASSERT_EQ(rp(5, 1, 0, -1, n), 1);
-    EXPECT_TRUE(Near(hit, CKrPoint3d(4, 1, 2)));
-    ASSERT_EQ(rp(2.0000005, 0, 0, 1, n), 1);  // starting on the plane and leaving it
-    EXPECT_TRUE(Near(hit, CKrPoint3d(1, 1, 2.0000005), 0.0));
-    // A direction at a cosine of exactly 1e-6 to the normal still runs along it.
+    EXPECT_TRUE(Gives(rp(5, {1, 0, 1}), 0, kUntouched));
+    EXPECT_TRUE(Gives(rp(5, {1, 0, 0}), 0, kUntouched));
+    EXPECT_TRUE(Gives(rp(2, {0, 0, 0}), 2, kUntouched));
+    EXPECT_TRUE(Gives(rp(5, {1, 0, -1}, {0, 0, 0}), 0, kUntouched));
+    EXPECT_TRUE(Gives(rp(5, {1, 0, -1}), 1, {4, 1, 2}));
+    EXPECT_TRUE(Gives(rp(2.0000005, {0, 0, 1}), 1, {1, 1, 2.0000005}, 0.0));
     ASSERT_EQ(CGeoVector(0.9999999999995001, 0, 1e-6).Length(), 1.0);
-    EXPECT_EQ(rp(2, 0.9999999999995001, 0, 1e-6, n), 2);
+    EXPECT_TRUE(Gives(rp(2, {0.9999999999995001, 0, 1e-6}), 2, kUntouched));
 
-    // A segment against the plane z = 1 (orientation and length of the normal do not matter).
-    const CKrPoint3d on1(0, 0, 1);
-    const CGeoVector n1(0, 0, -5);
-    CKrPoint3d out(9, 9, 9);
-    auto sp = [&](const CKrPoint3d& from, const CKrPoint3d& to, const CGeoVector& nn) {
-        return SM::Test_Intersect_Seg_And_Plane_3D(from, to, on1, nn, out);
+    // Segments against the plane z = 1 (orientation and length of the normal
+    // do not matter): in it, apart, no normal, crossing, an end on it.
+    const auto sp = [&](CKrPoint3d from, CKrPoint3d to, CGeoVector n = CGeoVector(0, 0, -5)) {
+        return [=](CKrPoint3d& h) { return SM::Test_Intersect_Seg_And_Plane_3D(from, to, {0, 0, 1}, n, h); };
     };
-    EXPECT_EQ(sp(CKrPoint3d(3, 3, 1), CKrPoint3d(4, 2, 1), n1), 2);
-    EXPECT_EQ(sp(CKrPoint3d(3, 3, 2), CKrPoint3d(4, 2, 1.5), n1), 0);
-    EXPECT_EQ(sp(CKrPoint3d(3, 3, 2), CKrPoint3d(4, 2, 0), CGeoVector()), -1);
-    EXPECT_TRUE(Near(out, CKrPoint3d(9, 9, 9), 0.0));
-    ASSERT_EQ(sp(CKrPoint3d(4, 2, 4), CKrPoint3d(0, 0, 0), n1), 1);
-    EXPECT_TRUE(Near(out, CKrPoint3d(1, 0.5, 1)));
-    ASSERT_EQ(sp(CKrPoint3d(3, 3, 1.0000005), CKrPoint3d(4, 2, 4), n1), 1);
-    EXPECT_TRUE(Near(out, CKrPoint3d(3, 3, 1.0000005), 0.0));
+    EXPECT_TRUE(Gives(sp({3, 3, 1}, {4, 2, 1}), 2, kUntouched));
+    EXPECT_TRUE(Gives(sp({3, 3, 2}, {4, 2, 1.5}), 0, kUntouched));
+    EXPECT_TRUE(Gives(sp({3, 3, 2}, {4, 2, 0}, CGeoVector()), -1, kUntouched));
+    EXPECT_TRUE(Gives(sp({4, 2, 4}, {0, 0, 0}), 1, {1, 0.5, 1}));
+    EXPECT_TRUE(Gives(sp({3, 3, 1.0000005}, {4, 2, 4}), 1, {3, 3, 1.0000005}, 0.0));
 }
 
 TEST(KrSpaceMathMapSeg, PlanPieceOverATriangleLiftedOntoIt)
@@ -189,16 +177,13 @@ TEST(KrSpaceMathMapSeg, PlanPieceOverATriangleLiftedOntoIt)
     // Reversed direction, clockwise triangle: clipped at its edges, lifted,
     // the piece following p1 -> p2.
     ASSERT_TRUE(SM::Test_Intersect_MapSeg_And_Tri_3D(a, c, b, CKrPoint3d(5, 1, 0), CKrPoint3d(-1, 1, 0), s, e));
-    EXPECT_TRUE(Near(s, CKrPoint3d(3, 1, 5)));
-    EXPECT_TRUE(Near(e, CKrPoint3d(0, 1, 2)));
+    EXPECT_TRUE(Near(s, CKrPoint3d(3, 1, 5)) && Near(e, CKrPoint3d(0, 1, 2)));
     // Fully inside: the segment itself, lifted.
     ASSERT_TRUE(ms(1, 1, 2, 1));
-    EXPECT_TRUE(Near(s, CKrPoint3d(1, 1, 3)));
-    EXPECT_TRUE(Near(e, CKrPoint3d(2, 1, 4)));
+    EXPECT_TRUE(Near(s, CKrPoint3d(1, 1, 3)) && Near(e, CKrPoint3d(2, 1, 4)));
     // Along an edge: kept, with the edge's heights; through a corner only: s == e.
     ASSERT_TRUE(ms(-2, 0, 2, 0));
-    EXPECT_TRUE(Near(s, a));
-    EXPECT_TRUE(Near(e, CKrPoint3d(2, 0, 2)));
+    EXPECT_TRUE(Near(s, a) && Near(e, CKrPoint3d(2, 0, 2)));
     ASSERT_TRUE(ms(3 + 2e-7, 2, 5 + 2e-7, -2));  // passing the corner just outside, within 1e-6
     EXPECT_TRUE(Near(s, b, 1e-6) && Near(e, s, 0.0));
     // A plan point (zero-length segment) inside.
@@ -208,20 +193,6 @@ TEST(KrSpaceMathMapSeg, PlanPieceOverATriangleLiftedOntoIt)
     EXPECT_FALSE(ms(3, 3, 5, 5));
     EXPECT_FALSE(SM::Test_Intersect_MapSeg_And_Tri_3D(a, CKrPoint3d(4, 0, 0), CKrPoint3d(2, 0, 9),
                                                       CKrPoint3d(1, -1, 0), CKrPoint3d(1, 1, 0), s, e));
-}
-
-TEST(KrSpaceMathTriDist, CollisionMeasureOfTwoTriangles)
-{
-    const CKrPoint3d a0(0, 0, 0), a1(3, 0, 0), a2(0, 3, 0);
-    double d = -1.0;
-    // A degenerate triangle: false, distance untouched.
-    EXPECT_FALSE(SM::Test_Dist_Tri_And_Tri_3D(a0, a1, CKrPoint3d(6, 0, 0), a0, a1, a2, d));
-    EXPECT_EQ(d, -1.0);
-    // Meeting (here sharing a corner): 0; apart: the centroid distance, not the gap.
-    ASSERT_TRUE(SM::Test_Dist_Tri_And_Tri_3D(a0, a1, a2, a1, CKrPoint3d(6, 0, 0), CKrPoint3d(3, 3, 3), d));
-    EXPECT_EQ(d, 0.0);
-    ASSERT_TRUE(SM::Test_Dist_Tri_And_Tri_3D(a0, a1, a2, CKrPoint3d(0, 0, 1), CKrPoint3d(3, 0, 1), CKrPoint3d(0, 3, 4), d));
-    EXPECT_DOUBLE_EQ(d, 2.0);
 }
 
 // ---- triangle against triangle ----------------------------------------------
@@ -236,54 +207,39 @@ int TriTri(const Tri& a, const Tri& b) { return SM::Test_Intersect_Tri_And_Tri_3
 // with exact 64-bit arithmetic. Two closed triangles are disjoint exactly when
 // their projections onto one of the candidate axes (both normals, the cross
 // products of an edge of each, and the in-plane edge normals) do not overlap.
-struct IVec {
-    int64_t x, y, z;
-};
-IVec Sub(const IVec& a, const IVec& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+using IVec = std::array<int64_t, 3>;
+IVec Sub(const IVec& a, const IVec& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 IVec Cross(const IVec& a, const IVec& b)
 {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
-int64_t Dot(const IVec& a, const IVec& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-bool IsZero(const IVec& a) { return a.x == 0 && a.y == 0 && a.z == 0; }
+int64_t Dot(const IVec& a, const IVec& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
 int RefTriTri(const IVec A[3], const IVec B[3])
 {
-    const IVec nA = Cross(Sub(A[1], A[0]), Sub(A[2], A[0]));
-    const IVec nB = Cross(Sub(B[1], B[0]), Sub(B[2], B[0]));
-    if (IsZero(nA) || IsZero(nB)) return -1;
+    const IVec nA = Cross(Sub(A[1], A[0]), Sub(A[2], A[0])), nB = Cross(Sub(B[1], B[0]), Sub(B[2], B[0]));
+    if (nA == IVec{} || nB == IVec{}) return -1;
     bool coplanar = true;
     for (int i = 0; i < 3; ++i) coplanar = coplanar && Dot(nA, Sub(B[i], A[0])) == 0;
-
-    IVec axes[17];
-    int n = 0;
-    axes[n++] = nA;
-    axes[n++] = nB;
+    std::vector<IVec> axes{nA, nB};
     for (int i = 0; i < 3; ++i) {
-        const IVec ea = Sub(A[(i + 1) % 3], A[i]);
-        const IVec eb = Sub(B[(i + 1) % 3], B[i]);
-        axes[n++] = Cross(nA, ea);
-        axes[n++] = Cross(nB, eb);
-        for (int j = 0; j < 3; ++j) axes[n++] = Cross(ea, Sub(B[(j + 1) % 3], B[j]));
+        const IVec ea = Sub(A[(i + 1) % 3], A[i]), eb = Sub(B[(i + 1) % 3], B[i]);
+        axes.push_back(Cross(nA, ea));
+        axes.push_back(Cross(nB, eb));
+        for (int j = 0; j < 3; ++j) axes.push_back(Cross(ea, Sub(B[(j + 1) % 3], B[j])));
     }
-    for (int k = 0; k < n; ++k) {
-        if (IsZero(axes[k])) continue;
+    for (const IVec& axis : axes) {
+        if (axis == IVec{}) continue;
         int64_t loA = INT64_MAX, hiA = INT64_MIN, loB = INT64_MAX, hiB = INT64_MIN;
         for (int i = 0; i < 3; ++i) {
-            const int64_t pa = Dot(axes[k], A[i]), pb = Dot(axes[k], B[i]);
-            loA = std::min(loA, pa);
-            hiA = std::max(hiA, pa);
-            loB = std::min(loB, pb);
-            hiB = std::max(hiB, pb);
+            loA = std::min(loA, Dot(axis, A[i]));
+            hiA = std::max(hiA, Dot(axis, A[i]));
+            loB = std::min(loB, Dot(axis, B[i]));
+            hiB = std::max(hiB, Dot(axis, B[i]));
         }
         if (hiA < loB || hiB < loA) return coplanar ? 1 : 0;
     }
     return 2;
-}
-
-CKrPoint3d ToPoint(const IVec& v, double scale, const CKrPoint3d& offset)
-{
-    return CKrPoint3d(offset.x + v.x * scale, offset.y + v.y * scale, offset.z + v.z * scale);
 }
 
 // Every corner order of each triangle and both argument orders must give
@@ -293,8 +249,7 @@ CKrPoint3d ToPoint(const IVec& v, double scale, const CKrPoint3d& offset)
     static const int perm[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {2, 1, 0}, {1, 0, 2}};
     for (const auto& pa : perm) {
         for (const auto& pb : perm) {
-            const Tri ta = {a[pa[0]], a[pa[1]], a[pa[2]]};
-            const Tri tb = {b[pb[0]], b[pb[1]], b[pb[2]]};
+            const Tri ta = {a[pa[0]], a[pa[1]], a[pa[2]]}, tb = {b[pb[0]], b[pb[1]], b[pb[2]]};
             if (TriTri(ta, tb) != expected || TriTri(tb, ta) != expected)
                 return ::testing::AssertionFailure() << "answer changes under a permutation";
         }
@@ -336,9 +291,9 @@ TEST(KrSpaceMathTriTri, TouchingCrossingCoplanarAndDegenerateCases)
     EXPECT_FALSE(coplanar);
     EXPECT_TRUE(endsAre(CKrPoint3d(0, 0.5, 0), CKrPoint3d(1.5, 0.5, 0)));
     // Apart: the ends untouched. Coplanar, meeting or apart.
-    p = q = CKrPoint3d(7, 7, 7);
+    p = q = kUntouched;
     EXPECT_EQ(seg({CKrPoint3d(0, 0, 1), CKrPoint3d(2, 0, 1), CKrPoint3d(0, 2, 1)}), 0);
-    EXPECT_TRUE(endsAre(CKrPoint3d(7, 7, 7), CKrPoint3d(7, 7, 7)));
+    EXPECT_TRUE(endsAre(kUntouched, kUntouched));
     EXPECT_EQ(seg({CKrPoint3d(0.5, 0.5, 0), CKrPoint3d(2.5, 0.5, 0), CKrPoint3d(0.5, 2.5, 0)}), 2);
     EXPECT_TRUE(coplanar);
     coplanar = false;
@@ -349,6 +304,16 @@ TEST(KrSpaceMathTriTri, TouchingCrossingCoplanarAndDegenerateCases)
     EXPECT_EQ(TriTri(a, {CKrPoint3d(1, -1, 0), CKrPoint3d(2, -1, 0), CKrPoint3d(1.5, -1e-300, 0)}), 1);
     // A sliver that only looks degenerate in floating point is a triangle.
     EXPECT_EQ(TriTri({CKrPoint3d(0, 0, 0), CKrPoint3d(1, 1, 0), CKrPoint3d(1e20, 1e20 + 16384.0, 0)}, a), 2);
+
+    // The collision measure: a degenerate triangle is refused (the distance
+    // untouched); meeting gives 0; apart, the centroid distance, not the gap.
+    double d = -1.0;
+    EXPECT_FALSE(SM::Test_Dist_Tri_And_Tri_3D(a[0], a[1], CKrPoint3d(6, 0, 0), a[0], a[1], a[2], d));
+    EXPECT_EQ(d, -1.0);
+    ASSERT_TRUE(SM::Test_Dist_Tri_And_Tri_3D(a[0], a[1], a[2], a[1], CKrPoint3d(6, 0, 0), CKrPoint3d(3, 3, 3), d));
+    EXPECT_EQ(d, 0.0);
+    ASSERT_TRUE(SM::Test_Dist_Tri_And_Tri_3D(a[0], a[1], a[2], {0, 0, 1}, {2, 0, 1}, {0, 2, 4}, d));
+    EXPECT_DOUBLE_EQ(d, 2.0);
 }
 
 // Random pairs on a tiny grid, so that shared corners, corners on
@@ -365,36 +330,30 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
     const CKrPoint3d far(1048576.0, -524288.0, 3e5);
     for (int iter = 0; iter < 3000; ++iter) {
         IVec A[3], B[3];
-        for (IVec* t : {A, B}) {
-            for (int i = 0; i < 3; ++i) {
-                const int kind = iter % 3;
-                t[i] = kind == 0 ? IVec{g(rng), g(rng), g(rng)} : IVec{h(rng), h(rng), 1};
-                if (kind == 2) t[i].z = t[i].x + t[i].y - 2;
-            }
-        }
-        const int ref = RefTriTri(A, B);
         Tri a, b, fa, fb;
         for (int i = 0; i < 3; ++i) {
-            a[i] = ToPoint(A[i], 1, {});
-            b[i] = ToPoint(B[i], 1, {});
-            fa[i] = ToPoint(A[i], 0.125, far);
-            fb[i] = ToPoint(B[i], 0.125, far);
+            for (IVec* t : {A, B}) {
+                const int kind = iter % 3;
+                t[i] = kind == 0 ? IVec{g(rng), g(rng), g(rng)} : IVec{h(rng), h(rng), 1};
+                if (kind == 2) t[i][2] = t[i][0] + t[i][1] - 2;
+            }
+            a[i] = CKrPoint3d(A[i][0], A[i][1], A[i][2]);
+            b[i] = CKrPoint3d(B[i][0], B[i][1], B[i][2]);
+            fa[i] = far + a[i] * 0.125;
+            fb[i] = far + b[i] * 0.125;
         }
+        const int ref = RefTriTri(A, B);
         ASSERT_EQ(TriTri(a, b), ref) << "iteration " << iter;
         ASSERT_EQ(TriTri(fa, fb), ref) << "shifted, iteration " << iter;
         ++count[ref + 1];
-        if (iter % 10 == 0) {
-            ASSERT_TRUE(InvariantUnderPermutation(a, b, ref)) << "iteration " << iter;
-        }
+        ASSERT_TRUE(iter % 10 || InvariantUnderPermutation(a, b, ref)) << "iteration " << iter;
 
         // The common segment of non-coplanar meeting triangles lies on both.
         CKrPoint3d p, q;
         bool coplanar = false;
-        if (SM::Test_Intersect_Tri_And_Tri_3D(a[0], a[1], a[2], b[0], b[1], b[2], p, q, coplanar) == 2 && !coplanar) {
-            for (const CKrPoint3d& e : {p, q, (p + q) * 0.5}) {
-                ASSERT_TRUE(OnTriangle(e, a) && OnTriangle(e, b)) << iter;
-            }
-        }
+        const bool meet = SM::Test_Intersect_Tri_And_Tri_3D(a[0], a[1], a[2], b[0], b[1], b[2], p, q, coplanar) == 2;
+        for (const CKrPoint3d& e : {p, q, (p + q) * 0.5})
+            ASSERT_TRUE(!meet || coplanar || (OnTriangle(e, a) && OnTriangle(e, b))) << iter;
     }
     // Every kind of answer occurs often enough to mean something.
     for (int k = 0; k < 4; ++k) EXPECT_GT(count[k], 100) << "result " << k - 1;
@@ -407,22 +366,18 @@ TEST(KrSpaceMathTriTri, NearTouchingPairsAreDecidedConsistently)
 {
     std::mt19937 rng(99);
     std::uniform_real_distribution<double> u(-1.0, 1.0), w(0.0, 1.0);
+    const auto rnd = [&](double zScale) { return CKrPoint3d{u(rng), u(rng), zScale * u(rng)}; };
     for (int iter = 0; iter < 200; ++iter) {
-        const Tri a = {CKrPoint3d(u(rng), u(rng), u(rng)), CKrPoint3d(u(rng), u(rng), u(rng)),
-                       CKrPoint3d(u(rng), u(rng), u(rng))};
+        const Tri a = {rnd(1), rnd(1), rnd(1)};
         // A corner of b on a's face or on its edge a0-a1, b's other corners
         // on one side of a's plane or across it.
         double s = w(rng), t = w(rng);
-        if (s + t > 1) {
-            s = 1 - s;
-            t = 1 - t;
-        }
+        if (s + t > 1) s = 1 - s, t = 1 - t;
         if (iter % 3 == 0) t = 0;
         const CKrPoint3d touch = a[0] + (a[1] - a[0]) * s + (a[2] - a[0]) * t;
         const CGeoVector n = CGeoVector(a[1] - a[0]) ^ CGeoVector(a[2] - a[0]);
         const double side = iter % 2 ? 1.0 : -1.0;
-        const Tri b = {touch, touch + n * side + CKrPoint3d(u(rng), u(rng), u(rng)) * 0.1,
-                       touch + n * (iter % 4 < 2 ? side : -side) * 0.5 + CKrPoint3d(u(rng), u(rng), 0)};
+        const Tri b = {touch, touch + n * side + rnd(1) * 0.1, touch + n * (iter % 4 < 2 ? side : -side) * 0.5 + rnd(0)};
         const int r = TriTri(a, b);
         ASSERT_TRUE(r == 0 || r == 2) << r;
         ASSERT_TRUE(InvariantUnderPermutation(a, b, r)) << "iteration " << iter;
