@@ -34,30 +34,38 @@ TEST(KrPlanarFunc, IsPtLeftLineIsExactlyAntisymmetricAndStrictAtEps)
 
 TEST(KrPlanarFunc, SegmentIntersectionsAndPointsOnSegments)
 {
-    double x = 0, y = 0;
-    // Crossing at (1.75, 0.875); the angle is rounded to float on the way.
-    EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 4, 2, 1, 2, 3, -1, &x, &y, 1e-6), 1);
-    EXPECT_NEAR(x, 1.75, 1e-6);
-    EXPECT_NEAR(y, 0.875, 1e-6);
+    struct Case {
+        const char* what;
+        double s[8], eps;
+        bool widened;
+        int code;
+        double x, y;
+    };
+    const Case cases[] = {
+        // The angle is rounded to float on the way: the crossing within 1e-6.
+        {"crossing", {0, 0, 4, 2, 1, 2, 3, -1}, 1e-6, false, 1, 1.75, 0.875},
+        // Shared ends: code 2, P1 reported before P2 is looked at.
+        {"shared end", {0, 0, 4, 2, 4, 2, 7, 1}, 1e-6, false, 2, 4, 2},
+        {"both ends near", {1, 1, 3, 3, 3 + 5e-7, 3, 1, 1 - 5e-7}, 1e-6, false, 2, 1, 1},
+        {"collinear overlap", {0, 0, 4, 4, 2, 2, 6, 6}, 1e-6, false, 0, 9, 9},
+        // A T-junction: the plain box test wants an overlap of more than eps,
+        // which a flat box never gives; the widened one finds the touch.
+        {"T plain", {0, 0, 4, 0, 2, 0, 2, 3}, 1e-6, false, 0, 9, 9},
+        {"T widened", {0, 0, 4, 0, 2, 0, 2, 3}, 1e-6, true, 1, 2, 0},
+        {"up to eps past the end", {0, 0, 10, 0, 9.0005, -5, 11.0005, 5}, 1e-3, false, 1, 10.0005, 0},
+    };
+    for (const Case& c : cases) {
+        double x = 9, y = 9;
+        const auto f = c.widened ? JH_GetInterPoint_LineSection_Ex : JH_GetInterPoint_LineSection;
+        EXPECT_EQ(f(c.s[0], c.s[1], c.s[2], c.s[3], c.s[4], c.s[5], c.s[6], c.s[7], &x, &y, c.eps), c.code) << c.what;
+        const double tol = c.code == 1 ? 1e-6 : 0.0;  // ends are reported as they are
+        EXPECT_NEAR(x, c.x, tol) << c.what;
+        EXPECT_NEAR(y, c.y, tol) << c.what;
+    }
     EXPECT_TRUE(IsIntersectLineSeg(0, 0, 4, 2, 1, 2, 3, -1, 1e-6));
-    // Shared ends: code 2, P1 reported before P2 is looked at.
-    EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 4, 2, 4, 2, 7, 1, &x, &y, 1e-6), 2);
-    EXPECT_EQ(x, 4.0);
-    EXPECT_EQ(JH_GetInterPoint_LineSection(1, 1, 3, 3, 3 + 5e-7, 3, 1, 1 - 5e-7, &x, &y, 1e-6), 2);
-    EXPECT_TRUE(x == 1.0 && y == 1.0);
     EXPECT_FALSE(IsIntersectLineSeg(0, 0, 4, 2, 4, 2, 6, 0, 1e-6));
-    // Collinear overlap is no intersection.
-    EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 4, 4, 2, 2, 6, 6, &x, &y, 1e-6), 0);
     EXPECT_FALSE(IsIntersectLineSeg(0, 0, 4, 4, 1, 1, 6, 6, 1e-6));
-    // A T-junction: the plain box test wants an overlap of more than eps,
-    // which a flat box never gives; the widened one finds the touch.
-    EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 4, 0, 2, 0, 2, 3, &x, &y, 1e-6), 0);
-    EXPECT_EQ(JH_GetInterPoint_LineSection_Ex(0, 0, 4, 0, 2, 0, 2, 3, &x, &y, 1e-6), 1);
-    EXPECT_NEAR(x, 2.0, 1e-9);
     EXPECT_FALSE(IsIntersectLineSeg(0, 0, 4, 4, 2, 2, 4, 0, 1e-6));
-    // A crossing up to eps past the end of segment 1 still counts.
-    EXPECT_EQ(JH_GetInterPoint_LineSection(0, 0, 10, 0, 9.0005, -5, 11.0005, 5, &x, &y, 1e-3), 1);
-    EXPECT_NEAR(x, 10.0005, 1e-9);
 
     EXPECT_EQ(HitSeg3D(2, 2, 2, 0, 0, 0, 4, 4, 4), 1);
     EXPECT_EQ(HitSeg3D(4, 4, 4 + 5e-7, 0, 0, 0, 4, 4, 4), 0);
@@ -136,14 +144,15 @@ TEST(KrPlanarFunc, PolygonsInsideCentroidOrientationAndDirection)
     EXPECT_DOUBLE_EQ(d.y, -std::sqrt(0.5));
 }
 
-TEST(KrPlanarFunc, IntersectWithPolyLineCollectsEveryCrossing)
+TEST(KrPlanarFunc, CrossingsOfPolylinesAndClippingToAConcaveBoundary)
 {
+    // Every crossing, the stale entries gone; a closing segment counts only
+    // when the line is closed.
     const CKrPolyLine zig = Line(Ring({{0, 0}, {2, 2}, {4, 0}, {6, 2}}));
     std::vector<CKrPoint3d> out{CKrPoint3d(9, 9, 9)};
     ASSERT_TRUE(IntersectWithPolyLine(zig, Line(Ring({{-1, 1}, {7, 1}})), out));
-    ASSERT_EQ(out.size(), 3u);  // the stale entry is gone
+    ASSERT_EQ(out.size(), 3u);
     EXPECT_NEAR(out[2].x, 5.0, 1e-9);
-    // A closing segment counts only when the line is closed.
     const auto tri = Ring({{0, 0}, {4, 0}, {0, 4}});
     const CKrPolyLine cut = Line(Ring({{-1, 1}, {5, 1}}));
     ASSERT_TRUE(IntersectWithPolyLine(Line(tri, false), cut, out));
@@ -152,15 +161,10 @@ TEST(KrPlanarFunc, IntersectWithPolyLineCollectsEveryCrossing)
     EXPECT_EQ(out.size(), 2u);
     EXPECT_FALSE(IntersectWithPolyLine(zig, Line(Ring({{0, 5}, {6, 5}})), out));
     EXPECT_TRUE(out.empty());
-}
 
-TEST(KrPlanarFunc, CatPlineInBoundClipsAgainstAConcaveBoundary)
-{
-    // A U: arms x 0..2 and 4..6 joined below y = 1.
-    const auto u = Ring({{0, 0}, {6, 0}, {6, 4}, {4, 4}, {4, 1}, {2, 1}, {2, 4}, {0, 4}});
-    const CKrPolyLine bound = Line(u, true);
-
-    // y = 2, z = 2(x + 1): vertices in both arms and one in the notch.
+    // A U: arms x 0..2 and 4..6 joined below y = 1. The line y = 2,
+    // z = 2(x + 1), has vertices in both arms and one in the notch.
+    const CKrPolyLine bound = Line(Ring({{0, 0}, {6, 0}, {6, 4}, {4, 4}, {4, 1}, {2, 1}, {2, 4}, {0, 4}}), true);
     std::vector<CKrPolyLine> pieces;
     ASSERT_TRUE(CatPlineInBound(Line({{-1, 2, 0}, {1, 2, 4}, {3, 2, 8}, {5, 2, 12}, {7, 2, 16}}), bound, pieces));
     ASSERT_EQ(pieces.size(), 2u);
@@ -171,14 +175,12 @@ TEST(KrPlanarFunc, CatPlineInBoundClipsAgainstAConcaveBoundary)
         EXPECT_NEAR(v.back().x, 4.0 * k + 2, 1e-9);
         for (const CKrPoint3d& q : v) EXPECT_NEAR(q.z, 2.0 * (q.x + 1.0), 1e-9);
     }
-
     // One straight segment through both arms, no vertex inside: two chords.
     pieces.clear();
     ASSERT_TRUE(CatPlineInBound(Line({{-1, 3, 0}, {7, 3, 8}}), bound, pieces));
     ASSERT_EQ(pieces.size(), 2u);
     EXPECT_NEAR(pieces[1].GetVerts()[0].z, 5.0, 1e-9);
     EXPECT_NEAR(pieces[1].GetVerts()[1].z, 7.0, 1e-9);
-
     // A closed line is clipped all the way round, back to its first vertex.
     pieces.clear();
     ASSERT_TRUE(CatPlineInBound(Line({{1, 2, 0}, {5, 2, 0}, {5, 3, 0}, {1, 3, 0}}, true), bound, pieces));

@@ -9,16 +9,15 @@ using KrTesGeo::CGeoVector;
 
 TEST(KrTransReferent, UnsetOrBadFrameFailsEveryTransformation)
 {
+    // Unset, or set from a zero normal, two zero axes or axes that are not
+    // perpendicular: every transformation fails and leaves its output.
     CKrTransReferent f;
     CKrPoint3d out(7, 7, 7);
-    EXPECT_FALSE(f.Trans2DTo3D(out, CKrPoint3d(1, 2, 3)));
-    EXPECT_EQ(out.x, 7.0);
     std::vector<CKrPoint3d> v{CKrPoint3d(1, 1, 1)}, o{CKrPoint3d(5, 5, 5)};
-    EXPECT_FALSE(f.Trans3DTo2D(o, v));
-    EXPECT_FALSE(f.Trans2DTo3D(o, v));
-    EXPECT_TRUE(o.size() == 1u && o[0].x == 5.0);
+    EXPECT_FALSE(f.Trans2DTo3D(out, v[0]) || f.Trans3DTo2D(o, v) || f.Trans2DTo3D(o, v));
+    EXPECT_TRUE(out.x == 7.0 && o.size() == 1u && o[0].x == 5.0);
     EXPECT_FALSE(f.SetData(CGeoVector(0, 0, 0), CKrPoint3d(1, 2, 3)));
-    EXPECT_FALSE(f.SetData(CGeoVector(1, 0, 0), CGeoVector(1, 1, 0), CKrPoint3d()));  // not perpendicular
+    EXPECT_FALSE(f.SetData(CGeoVector(1, 0, 0), CGeoVector(1, 1, 0), CKrPoint3d()));
     EXPECT_FALSE(f.SetData(CGeoVector(0, 0, 0), CGeoVector(0, 0, 0), CKrPoint3d()));
     // One zero axis is accepted but leaves an unusable frame.
     EXPECT_TRUE(f.SetData(CGeoVector(0, 0, 0), CGeoVector(0, 1, 0), CKrPoint3d()));
