@@ -3,8 +3,9 @@
 
 // Files for the io tests: a scratch directory per test, byte-order helpers
 // for hand-made binary files, the files another program wrote (data/, made
-// by data/make_foreign_files.py), and measures of a closed mesh computed
-// here, independently of the library.
+// by data/make_foreign_files.py and data/make_gdal_files.sh), the errors of
+// broken files, and measures of a closed mesh computed here, independently
+// of the library.
 
 #include <gtest/gtest.h>
 
@@ -26,21 +27,17 @@
 
 namespace iotest {
 
+using Pts = std::vector<CKrPoint3d>;
 using Ids = std::vector<KrTesGeo::_sTri_ID>;
 
 // The files of one test, removed when it ends.
-class Files {
-public:
-    std::string Path(const std::string& name) const { return m_dir.Path(name); }
+struct Files : testmesh::ScratchDir {
     std::string Write(const std::string& name, const std::string& bytes) const
     {
         const std::string p = Path(name);
         std::ofstream(p, std::ios::binary) << bytes;
         return p;
     }
-
-private:
-    testmesh::ScratchDir m_dir;
 };
 
 inline std::string Read(const std::string& path)
@@ -70,71 +67,102 @@ void Put(std::string& buf, T v, bool big = false)
     buf.append(reinterpret_cast<const char*>(b), sizeof(T));
 }
 
+inline std::string Crlf(const std::string& text)
+{
+    std::string out;
+    for (char c : text) out += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    return out;
+}
+
 // The same point to the last bit (CKrPoint3d's == allows 1e-6).
 inline bool Same(const CKrPoint3d& a, const CKrPoint3d& b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
 
 inline bool Tri(const KrTesGeo::_sTri_ID& t, int a, int b, int c) { return t[0] == a && t[1] == b && t[2] == c; }
 
-// Volume (divergence theorem) and area of a triangle mesh, and whether every
-// directed edge is matched by its reverse exactly once (closed, consistently
-// oriented).
-struct Measures {
-    double volume = 0, area = 0;
-    bool closed = true;
+// Points and triangles read by `read` (ReadObjFile and the like), which must succeed.
+struct Mesh {
+    Pts pts;
+    Ids ids;
 };
-
-inline Measures Measure(const std::vector<CKrPoint3d>& p, const Ids& ids)
+template <class Reader>
+Mesh MustRead(Reader read, const std::string& path)
 {
-    Measures m;
-    std::map<std::pair<int, int>, int> edges;
-    for (const auto& t : ids) {
-        const CKrPoint3d &a = p[t[0]], &b = p[t[1]], &c = p[t[2]];
-        const double ux = b.x - a.x, uy = b.y - a.y, uz = b.z - a.z, vx = c.x - a.x, vy = c.y - a.y, vz = c.z - a.z;
-        const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz, nz = ux * vy - uy * vx;
-        m.area += 0.5 * std::sqrt(nx * nx + ny * ny + nz * nz);
-        m.volume += (a.x * (b.y * c.z - b.z * c.y) - a.y * (b.x * c.z - b.z * c.x) + a.z * (b.x * c.y - b.y * c.x)) / 6;
-        for (int k = 0; k < 3; ++k) ++edges[{static_cast<int>(t[k]), static_cast<int>(t[(k + 1) % 3])}];
-    }
-    for (const auto& e : edges)
-        if (e.second != 1 || edges.count({e.first.second, e.first.first}) == 0) m.closed = false;
+    Mesh m;
+    std::string err;
+    EXPECT_TRUE(read(path, m.pts, m.ids, err)) << err;
     return m;
 }
 
 // The file holds a closed, outward solid of nPts corners and nTris
-// triangles with the given volume and area.
+// triangles with the given volume and area: the volume by the divergence
+// theorem, and closed when every directed edge is matched by its reverse
+// exactly once.
 inline void ExpectSolid(const std::string& path, std::size_t nPts, std::size_t nTris, double volume, double area)
 {
-    std::vector<CKrPoint3d> pts;
-    Ids ids;
-    std::string err;
-    ASSERT_TRUE(krtes::ReadMeshFile(path, pts, ids, err)) << err;
-    EXPECT_EQ(pts.size(), nPts) << path;
-    EXPECT_EQ(ids.size(), nTris) << path;
-    const Measures m = Measure(pts, ids);
-    EXPECT_TRUE(m.closed) << path;
-    EXPECT_NEAR(m.volume, volume, 1e-12) << path;
-    EXPECT_NEAR(m.area, area, 1e-12) << path;
+    const Mesh s = MustRead([](auto&&... a) { return krtes::ReadMeshFile(a...); }, path);
+    EXPECT_EQ(s.pts.size(), nPts) << path;
+    EXPECT_EQ(s.ids.size(), nTris) << path;
+    double v = 0, A = 0;
+    std::map<std::pair<int, int>, int> edges;
+    for (const auto& t : s.ids) {
+        const CKrPoint3d &a = s.pts[t[0]], &b = s.pts[t[1]], &c = s.pts[t[2]];
+        const double ux = b.x - a.x, uy = b.y - a.y, uz = b.z - a.z, vx = c.x - a.x, vy = c.y - a.y, vz = c.z - a.z;
+        const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz, nz = ux * vy - uy * vx;
+        A += 0.5 * std::sqrt(nx * nx + ny * ny + nz * nz);
+        v += (a.x * (b.y * c.z - b.z * c.y) - a.y * (b.x * c.z - b.z * c.x) + a.z * (b.x * c.y - b.y * c.x)) / 6;
+        for (int k = 0; k < 3; ++k) ++edges[{static_cast<int>(t[k]), static_cast<int>(t[(k + 1) % 3])}];
+    }
+    for (const auto& e : edges)
+        EXPECT_TRUE(e.second == 1 && edges.count({e.first.second, e.first.first}) == 1) << path << " not closed";
+    EXPECT_NEAR(v, volume, 1e-12) << path;
+    EXPECT_NEAR(A, area, 1e-12) << path;
 }
 
 struct Bad {
     std::string name, content, expect;  // expect: "@" stands for the path
 };
 
-// Every file must fail to read as a mesh with a message holding `expect`,
-// and leave the outputs as they were.
-inline void ExpectMeshErrors(const Files& files, const std::vector<Bad>& cases)
+// Every file must fail to read, with a message holding `expect`: `read`
+// (path, err) says whether it read, and checks itself that a failure left
+// its output as it was.
+template <class Reader>
+void ExpectErrors(const Files& files, const std::vector<Bad>& cases, Reader read)
 {
     for (const Bad& c : cases) {
         const std::string p = files.Write(c.name, c.content);
-        std::string expect = c.expect;
+        std::string expect = c.expect, err;
         const std::size_t at = expect.find('@');
         if (at != std::string::npos) expect.replace(at, 1, p);
-        std::vector<CKrPoint3d> pts{CKrPoint3d(9, 9, 9)};
+        EXPECT_FALSE(read(p, err)) << c.name;
+        EXPECT_NE(err.find(expect), std::string::npos) << "expected '" << expect << "' in: " << err;
+    }
+}
+
+inline void ExpectMeshErrors(const Files& files, const std::vector<Bad>& cases)
+{
+    ExpectErrors(files, cases, [](const std::string& p, std::string& err) {
+        Pts pts{CKrPoint3d(9, 9, 9)};
+        Ids ids;
+        const bool ok = krtes::ReadMeshFile(p, pts, ids, err);
+        EXPECT_EQ(pts.size(), 1u) << p;
+        return ok;
+    });
+}
+
+// Cut anywhere, the file gives an error starting with its name (with `early`
+// once the cut reaches `body`), never a crash or a partial result.
+template <class Reader>
+void ExpectEveryCutFails(const std::string& whole, std::size_t body, const std::string& early, Reader read)
+{
+    Files files;
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        const std::string p = files.Write("cut", whole.substr(0, n));
+        Pts out{CKrPoint3d(1, 2, 3)};
         Ids ids;
         std::string err;
-        EXPECT_FALSE(krtes::ReadMeshFile(p, pts, ids, err)) << c.name;
-        EXPECT_NE(err.find(expect), std::string::npos) << "expected '" << expect << "' in: " << err;
-        EXPECT_EQ(pts.size(), 1u) << c.name;
+        EXPECT_FALSE(read(p, out, ids, err)) << n;
+        EXPECT_EQ(err.rfind(p + (n >= body ? early : ":"), 0), 0u) << err;
+        EXPECT_EQ(out.size(), 1u);
     }
 }
 

@@ -5,10 +5,9 @@
 #include "IoTestFiles.h"
 #include "KrTesGeometry/io/KrObjFile.h"
 
-using iotest::Ids;
 using iotest::Tri;
 
-TEST(KrObjFile, FacesInEveryFormAndFans)
+TEST(KrObjFile, FacesInEveryFormFansAndAFileWrittenElsewhere)
 {
     iotest::Files files;
     const std::string body = "# a quad and two triangles\nmtllib x.mtl\no thing\n"
@@ -17,31 +16,20 @@ TEST(KrObjFile, FacesInEveryFormAndFans)
                              "v 2 0 0\n"
                              "f -4//1 -1//1 -3//1   # relative\n"
                              "f 2/1 5/1 3/1\nl 1 2\n";
-    std::string crlf;
-    for (char c : body) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
-    for (const std::string& text : {body, crlf, "\xEF\xBB\xBF" + body}) {
-        std::vector<CKrPoint3d> pts;
-        Ids ids;
-        std::string err;
-        ASSERT_TRUE(krtes::ReadObjFile(files.Write("forms.obj", text), pts, ids, err)) << err;
-        ASSERT_EQ(pts.size(), 5u);
-        EXPECT_EQ(pts[1].z, 0.5);
-        ASSERT_EQ(ids.size(), 4u);
-        EXPECT_TRUE(Tri(ids[0], 0, 1, 2) && Tri(ids[1], 0, 2, 3) && Tri(ids[2], 1, 4, 2) && Tri(ids[3], 1, 4, 2));
+    for (const std::string& text : {body, iotest::Crlf(body), "\xEF\xBB\xBF" + body}) {
+        const iotest::Mesh m = iotest::MustRead(krtes::ReadObjFile, files.Write("forms.obj", text));
+        ASSERT_EQ(m.pts.size(), 5u);
+        EXPECT_EQ(m.pts[1].z, 0.5);
+        ASSERT_EQ(m.ids.size(), 4u);
+        EXPECT_TRUE(Tri(m.ids[0], 0, 1, 2) && Tri(m.ids[1], 0, 2, 3) && Tri(m.ids[2], 1, 4, 2) && Tri(m.ids[3], 1, 4, 2));
     }
     // A face may name a vertex defined further down; a file without faces
     // is a valid OBJ (only ReadMeshFile asks for triangles).
-    std::vector<CKrPoint3d> pts;
-    Ids ids;
-    std::string err;
-    ASSERT_TRUE(krtes::ReadObjFile(files.Write("fwd.obj", "f 1 2 3\nv 0 0 0\nv 1 0 0\nv 0 1 0\n"), pts, ids, err));
-    EXPECT_TRUE(ids.size() == 1 && Tri(ids[0], 0, 1, 2));
-    ASSERT_TRUE(krtes::ReadObjFile(files.Write("v.obj", "v 0 0 0\n"), pts, ids, err)) << err;
-    EXPECT_TRUE(pts.size() == 1 && ids.empty());
-}
+    iotest::Mesh m = iotest::MustRead(krtes::ReadObjFile, files.Write("fwd.obj", "f 1 2 3\nv 0 0 0\nv 1 0 0\nv 0 1 0\n"));
+    EXPECT_TRUE(m.ids.size() == 1 && Tri(m.ids[0], 0, 1, 2));
+    m = iotest::MustRead(krtes::ReadObjFile, files.Write("v.obj", "v 0 0 0\n"));
+    EXPECT_TRUE(m.pts.size() == 1 && m.ids.empty());
 
-TEST(KrObjFile, ReadsAFileWrittenElsewhere)
-{
     // A cube of side 2 in quads, CRLF line ends, "i/t/n" corners.
     iotest::ExpectSolid(iotest::Foreign("cube_crlf.obj"), 8, 12, 8.0, 24.0);
 }

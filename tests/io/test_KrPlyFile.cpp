@@ -6,16 +6,12 @@
 #include "IoTestFiles.h"
 #include "KrTesGeometry/io/KrPlyFile.h"
 
-using iotest::Ids;
 using iotest::Put;
 using iotest::Tri;
 
 TEST(KrPlyFile, AsciiAndBinarySkipOtherElements)
 {
     iotest::Files files;
-    std::vector<CKrPoint3d> pts;
-    Ids ids;
-    std::string err;
     // Extra vertex properties, an extra element, a list before the faces'
     // own, a quad; LF and CRLF line ends.
     const std::string ascii = "ply\nformat ascii 1.0\ncomment by hand\nelement vertex 4\n"
@@ -24,14 +20,12 @@ TEST(KrPlyFile, AsciiAndBinarySkipOtherElements)
                               "property list uchar float texcoord\nproperty list uchar int vertex_indices\n"
                               "end_header\n0 0 255 0\n1 0 0 0.5\n1 1 7 1\n0 1 0 1.5\n0 1\n"
                               "2 0.5 0.5 4 0 1 2 3\n0 3 3 2 1\n";
-    std::string crlf;
-    for (char c : ascii) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
-    for (const std::string& text : {ascii, crlf}) {
-        ASSERT_TRUE(krtes::ReadPlyFile(files.Write("a.ply", text), pts, ids, err)) << err;
-        ASSERT_EQ(pts.size(), 4u);
-        EXPECT_EQ(pts[3].z, 1.5);
-        ASSERT_EQ(ids.size(), 3u);
-        EXPECT_TRUE(Tri(ids[0], 0, 1, 2) && Tri(ids[1], 0, 2, 3) && Tri(ids[2], 3, 2, 1));
+    for (const std::string& text : {ascii, iotest::Crlf(ascii)}) {
+        const iotest::Mesh m = iotest::MustRead(krtes::ReadPlyFile, files.Write("a.ply", text));
+        ASSERT_EQ(m.pts.size(), 4u);
+        EXPECT_EQ(m.pts[3].z, 1.5);
+        ASSERT_EQ(m.ids.size(), 3u);
+        EXPECT_TRUE(Tri(m.ids[0], 0, 1, 2) && Tri(m.ids[1], 0, 2, 3) && Tri(m.ids[2], 3, 2, 1));
     }
 
     // Binary in both byte orders: mixed coordinate types, an extra element
@@ -59,12 +53,12 @@ TEST(KrPlyFile, AsciiAndBinarySkipOtherElements)
             Put(b, int32_t(1), big);
             Put(b, int32_t(77), big);
         }
-        ASSERT_TRUE(krtes::ReadPlyFile(files.Write(big ? "be.ply" : "le.ply", b), pts, ids, err)) << err;
-        ASSERT_EQ(pts.size(), 4u);
-        EXPECT_EQ(pts[3].y, 2.0);
-        EXPECT_EQ(pts[3].z, 3.0);
-        ASSERT_EQ(ids.size(), 2u);
-        EXPECT_TRUE(Tri(ids[1], 0, 2, 3));
+        const iotest::Mesh m = iotest::MustRead(krtes::ReadPlyFile, files.Write(big ? "be.ply" : "le.ply", b));
+        ASSERT_EQ(m.pts.size(), 4u);
+        EXPECT_EQ(m.pts[3].y, 2.0);
+        EXPECT_EQ(m.pts[3].z, 3.0);
+        ASSERT_EQ(m.ids.size(), 2u);
+        EXPECT_TRUE(Tri(m.ids[1], 0, 2, 3));
         iotest::ExpectMeshErrors(files, {{"cut.ply", b.substr(0, b.size() - 9),
                                           "@: file ends early (short binary data) in element 'face' (record 2 of 2)"}});
     }
@@ -75,65 +69,40 @@ TEST(KrPlyFile, ReadsAFileWrittenElsewhereAndEveryShortCopyFailsCleanly)
     // A cube of side 2: big-endian, float coordinates, colour bytes, quads.
     const std::string path = iotest::Foreign("cube_be.ply");
     iotest::ExpectSolid(path, 8, 12, 8.0, 24.0);
-
-    // Cut anywhere, the file gives an error naming it, never a crash or a
-    // partial result.
-    iotest::Files files;
     const std::string whole = iotest::Read(path);
-    const std::size_t body = whole.find("end_header\n") + 11;
-    for (std::size_t n = 0; n < whole.size(); ++n) {
-        const std::string p = files.Write("cut.ply", whole.substr(0, n));
-        std::vector<CKrPoint3d> out{CKrPoint3d(1, 2, 3)};
-        Ids ids;
-        std::string err;
-        EXPECT_FALSE(krtes::ReadPlyFile(p, out, ids, err)) << n;
-        EXPECT_EQ(err.rfind(p + ":", 0), 0u) << err;
-        if (n >= body) {
-            EXPECT_NE(err.find("file ends early (short binary data)"), std::string::npos) << err;
-        }
-        EXPECT_EQ(out.size(), 1u);
-    }
+    iotest::ExpectEveryCutFails(whole, whole.find("end_header\n") + 11, ": file ends early (short binary data)",
+                                krtes::ReadPlyFile);
 }
 
-TEST(KrPlyFile, HeaderCountsBeyondTheFile)
+TEST(KrPlyFile, ErrorsNameTheFileAndLine)
 {
     // Counts far beyond what the file holds end in a clean error at the end
     // of the data, without reserving memory for the count (2^40 faces would
     // be terabytes); an element without properties holds nothing whatever
     // its count.
-    iotest::Files files;
     std::string le = "ply\nformat binary_little_endian 1.0\nelement vertex 2147483647\nproperty float x\n"
                      "property float y\nproperty float z\nelement face 1099511627776\n"
                      "property list uchar int vertex_indices\nend_header\n";
     for (int k = 0; k < 9; ++k) Put(le, float(k % 2));
-    const std::string ascii = "ply\nformat ascii 1.0\nelement nothing 999999999999999\nelement vertex 3\n"
-                              "property float x\nproperty float y\nproperty float z\nelement face 1099511627776\n"
-                              "property list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
+    const std::string fmt = "ply\nformat ascii 1.0\n";
+    const std::string xyz = "property float x\nproperty float y\nproperty float z\n";
+    const std::string faces = "property list uchar int vertex_indices\nend_header\n";
+    const std::string head = fmt + "element vertex 3\n" + xyz + "element face 1\n" + faces;
+    const std::string v3 = "0 0 0\n1 0 0\n0 1 0\n";
+    iotest::Files files;
     iotest::ExpectMeshErrors(files, {
         {"big.ply", le, "@: file ends early (short binary data) in element 'vertex' (record 4 of 2147483647)"},
-        {"asc.ply", ascii, "@: file ends early in element 'face' (record 2 of 1099511627776)"},
-        {"many.ply", "ply\nformat ascii 1.0\nelement vertex 2147483648\nend_header\n", "@:3: too many vertices"},
-    });
-}
-
-TEST(KrPlyFile, ErrorsNameTheFileAndLine)
-{
-    iotest::Files files;
-    const std::string head = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
-                             "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n";
-    const std::string v3 = "0 0 0\n1 0 0\n0 1 0\n";
-    const std::string fmt = "ply\nformat ascii 1.0\n";
-    iotest::ExpectMeshErrors(files, {
+        {"asc.ply", fmt + "element nothing 999999999999999\nelement vertex 3\n" + xyz + "element face 1099511627776\n" +
+                    faces + v3 + "3 0 1 2\n",
+         "@: file ends early in element 'face' (record 2 of 1099511627776)"},
+        {"many.ply", fmt + "element vertex 2147483648\nend_header\n", "@:3: too many vertices"},
         {"idx.ply", head + v3 + "3 0 1 3\n", "face index 3 out of range (3 vertices) in element 'face' (record 1"},
         {"neg.ply", head + v3 + "3 0 -1 2\n", "face index -1 out of range"},
         {"twoc.ply", head + v3 + "2 0 1\n", "face has 2 corner(s)"},
         {"len.ply", head + v3 + "300 0 1\n", "file ends early"},
         {"word.ply", head + "0 0 0\n1 x 0\n", "@:11: 'x' is not a number"},
-        {"crlf.ply", "ply\r\nformat ascii 1.0\r\nelement vertex 1\r\nproperty float x\r\nproperty float y\r\n"
-                     "property float z\r\nelement face 0\r\nproperty list uchar int vertex_indices\r\n"
-                     "end_header\r\n0 inf 0\r\n",
+        {"crlf.ply", iotest::Crlf(fmt + "element vertex 1\n" + xyz + "element face 0\n" + faces + "0 inf 0\n"),
          "coordinate is not finite (NaN or infinite) in element 'vertex' (record 1 of 1)"},
-        {"short.ply", head + v3, "file ends early"},
         {"magic.ply", "plyx\n", "not a PLY file"},
         {"fmt.ply", "ply\nformat binary_middle_endian 1.0\n", "@:2: unsupported PLY format 'binary_middle_endian'"},
         {"type.ply", fmt + "element vertex 1\nproperty quad x\n", "@:4: unsupported property type 'quad'"},
@@ -143,7 +112,7 @@ TEST(KrPlyFile, ErrorsNameTheFileAndLine)
         {"nofmt.ply", "ply\nend_header\n", "no format line"},
         {"nohead.ply", fmt + "element vertex 1\n", "no end_header"},
         {"noxyz.ply", fmt + "element vertex 1\nproperty float x\nend_header\n0\n", "@:3: vertex element lacks an x"},
-        {"noface.ply", head.substr(0, head.find("element face")) + "end_header\n" + v3, "no face element"},
+        {"noface.ply", fmt + "element vertex 3\n" + xyz + "end_header\n" + v3, "no face element"},
         {"nolist.ply", fmt + "element face 1\nproperty int v\nend_header\n", "face element has no vertex_indices"},
         {"what.ply", fmt + "vertex 3\n", "@:3: unknown header line"},
     });

@@ -4,26 +4,20 @@
 
 #include "IoTestFiles.h"
 #include "KrTesGeometry/io/KrStlFile.h"
-#include "KrTesGeometry/mesh/KrMeshData.h"
 
-using iotest::Ids;
 using iotest::Put;
 using iotest::Tri;
 
 TEST(KrStlFile, AsciiAndBinaryShareCorners)
 {
     iotest::Files files;
-    std::vector<CKrPoint3d> pts;
-    Ids ids;
-    std::string err;
-    ASSERT_TRUE(krtes::ReadStlFile(files.Write("a.stl", "solid two\n facet normal 0 0 1\n  outer loop\n"
-                                                        "vertex 0 0 0\nvertex 1 0 0\nvertex 1 1 0\n endloop\nendfacet\n"
-                                                        "facet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 1 0\n"
-                                                        "vertex 0 1 0\nendloop\nendfacet\nendsolid two\n"),
-                                   pts, ids, err))
-        << err;
-    EXPECT_EQ(pts.size(), 4u);  // shared corners are one point
-    EXPECT_TRUE(Tri(ids[1], 0, 2, 3));
+    iotest::Mesh m = iotest::MustRead(krtes::ReadStlFile,
+                                      files.Write("a.stl", "solid two\n facet normal 0 0 1\n  outer loop\nvertex 0 0 0\n"
+                                                           "vertex 1 0 0\nvertex 1 1 0\n endloop\nendfacet\n"
+                                                           "facet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 1 0\n"
+                                                           "vertex 0 1 0\nendloop\nendfacet\nendsolid two\n"));
+    EXPECT_EQ(m.pts.size(), 4u);  // shared corners are one point
+    EXPECT_TRUE(m.ids.size() == 2 && Tri(m.ids[1], 0, 2, 3));
 
     // Binary, its header starting with "solid" as some writers do; -0 and 0
     // are one coordinate.
@@ -35,9 +29,9 @@ TEST(KrStlFile, AsciiAndBinaryShareCorners)
         for (std::size_t k = 0; k < t.size(); ++k) Put(b, k == 0 && t[4] == 1 ? -0.0f : t[k]);
         Put(b, uint16_t(0));
     }
-    ASSERT_TRUE(krtes::ReadStlFile(files.Write("b.stl", b), pts, ids, err)) << err;
-    EXPECT_EQ(pts.size(), 4u);
-    EXPECT_TRUE(ids.size() == 2 && Tri(ids[1], 0, 2, 3));
+    m = iotest::MustRead(krtes::ReadStlFile, files.Write("b.stl", b));
+    EXPECT_EQ(m.pts.size(), 4u);
+    EXPECT_TRUE(m.ids.size() == 2 && Tri(m.ids[1], 0, 2, 3));
     iotest::ExpectMeshErrors(files, {
         {"cut.stl", b.substr(0, b.size() - 5), "file ends early (binary STL of 2 triangles has 184 bytes, found 179)"},
         {"long.stl", b + "xyz", "trailing data"},
@@ -57,15 +51,5 @@ TEST(KrStlFile, ReadsFilesWrittenElsewhereAndEveryShortCopyFailsCleanly)
     // starting with "solid") and as CRLF text in %e notation.
     for (const char* name : {"octa_bin.stl", "octa_crlf.stl"})
         iotest::ExpectSolid(iotest::Foreign(name), 6, 8, 4.0 / 3.0, 4.0 * std::sqrt(3.0));
-    iotest::Files files;
-    const std::string whole = iotest::Read(iotest::Foreign("octa_bin.stl"));
-    for (std::size_t n = 0; n < whole.size(); ++n) {
-        const std::string p = files.Write("cut.stl", whole.substr(0, n));
-        std::vector<CKrPoint3d> out{CKrPoint3d(1, 2, 3)};
-        Ids ids;
-        std::string err;
-        EXPECT_FALSE(krtes::ReadStlFile(p, out, ids, err)) << n;
-        EXPECT_EQ(err.rfind(p + ": file ends early", 0), 0u) << err;
-        EXPECT_EQ(out.size(), 1u);
-    }
+    iotest::ExpectEveryCutFails(iotest::Read(iotest::Foreign("octa_bin.stl")), 0, ": file ends early", krtes::ReadStlFile);
 }
