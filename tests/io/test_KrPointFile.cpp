@@ -7,10 +7,10 @@
 #include "IoTestFiles.h"
 #include "KrTesGeometry/io/KrPointFile.h"
 
-TEST(KrPointFile, AcceptsTheCommonLayouts)
+TEST(KrPointFile, CommonLayoutsAndBadFiles)
 {
     iotest::Files files;
-    std::vector<CKrPoint3d> pts;
+    iotest::Pts pts;
     std::string err;
     // Header row, comments, tabs, commas, blank lines, a CRLF line, signs
     // and exponents; with and without a byte-order mark.
@@ -19,52 +19,41 @@ TEST(KrPointFile, AcceptsTheCommonLayouts)
     for (const std::string& t : {text, "\xEF\xBB\xBF" + text}) {
         ASSERT_TRUE(krtes::ReadPointFile(files.Write("layouts.xyz", t), pts, err)) << err;
         ASSERT_EQ(pts.size(), 4u);
-        EXPECT_EQ(pts[1].y, 5.0);
-        EXPECT_EQ(pts[2].z, 9.0);
-        EXPECT_EQ(pts[3].x, 1000.0);
-        EXPECT_EQ(pts[3].y, -0.25);
+        EXPECT_TRUE(iotest::Same(pts[1], CKrPoint3d(4, 5, 6)) && iotest::Same(pts[2], CKrPoint3d(7, 8, 9)));
+        EXPECT_TRUE(iotest::Same(pts[3], CKrPoint3d(1000, -0.25, 0)));
     }
     // A spreadsheet export written elsewhere: byte-order mark, CRLF, header
     // row, 50 points on the plane z = 2x - y + 1.
     ASSERT_TRUE(krtes::ReadPointFile(iotest::Foreign("plane_bom.csv"), pts, err)) << err;
     ASSERT_EQ(pts.size(), 50u);
     for (const CKrPoint3d& p : pts) EXPECT_EQ(p.z, 2 * p.x - p.y + 1);
-
     // Plan positions take "x y" or "x y z" (z ignored, even when not finite).
     ASSERT_TRUE(krtes::ReadPlanPointFile(files.Write("plan.txt", "x y\n1 2\n3,4,nan\n"), pts, err)) << err;
     ASSERT_EQ(pts.size(), 2u);
-    EXPECT_TRUE(pts[1].x == 3 && pts[1].y == 4 && pts[1].z == 0);
-}
+    EXPECT_TRUE(iotest::Same(pts[1], CKrPoint3d(3, 4, 0)));
 
-TEST(KrPointFile, BadFilesNameTheFileAndLine)
-{
-    iotest::Files files;
-    struct Case {
-        bool plan;
-        std::string text, expect;
+    const auto read = [](bool plan) {
+        return [plan](const std::string& p, std::string& e) {
+            iotest::Pts out{CKrPoint3d(9, 9, 9)};
+            const bool ok = plan ? krtes::ReadPlanPointFile(p, out, e) : krtes::ReadPointFile(p, out, e);
+            EXPECT_EQ(out.size(), 1u);  // the output is untouched on failure
+            return ok;
+        };
     };
-    const std::vector<Case> cases{
-        {false, "1 2 3\n4 5\n", ":2: expected 3 values (x y z), found 2"},
-        {false, "1 2 3\r\n4 five 6\r\n", ":2: 'five' is not a number"},
-        {false, "1 2 3\n4 5 6 7\n", ":2: expected 3 values"},
-        {false, "1 2 3\n1 nan 3\n", ":2: coordinate is not finite"},
-        {false, "1 2 3\n1 2 inf\n", ":2: coordinate is not finite"},
-        {false, "x y z\nlabel a b\n", ":2: 'label' is not a number"},  // only one header line
-        {false, "\xEF\xBB\xBF\xEF\xBB\xBF" "1 2 3\n", ":1: '\xEF\xBB\xBF" "1' is not a number"},  // one mark only
-        {true, "1\n", ":1: expected x y (or x y z), found 1 values"},
-        {true, "1 2\n1 2 3 4\n", ":2: expected x y (or x y z), found 4 values"},
-        {true, "1 2\n-inf 2\n", ":2: coordinate is not finite"},
-    };
-    for (const Case& c : cases) {
-        const std::string p = files.Write("bad.xyz", c.text);
-        std::vector<CKrPoint3d> pts{CKrPoint3d(9, 9, 9)};
-        std::string err;
-        EXPECT_FALSE(c.plan ? krtes::ReadPlanPointFile(p, pts, err) : krtes::ReadPointFile(p, pts, err)) << c.text;
-        EXPECT_NE(err.find(p + c.expect), std::string::npos) << err;
-        EXPECT_EQ(pts.size(), 1u);  // the output is untouched on failure
-    }
-    std::vector<CKrPoint3d> pts;
-    std::string err;
+    iotest::ExpectErrors(files, {
+        {"a.xyz", "1 2 3\n4 5\n", "@:2: expected 3 values (x y z), found 2"},
+        {"b.xyz", "1 2 3\r\n4 five 6\r\n", "@:2: 'five' is not a number"},
+        {"c.xyz", "1 2 3\n4 5 6 7\n", "@:2: expected 3 values"},
+        {"d.xyz", "1 2 3\n1 nan 3\n", "@:2: coordinate is not finite"},
+        {"e.xyz", "1 2 3\n1 2 inf\n", "@:2: coordinate is not finite"},
+        {"f.xyz", "x y z\nlabel a b\n", "@:2: 'label' is not a number"},  // only one header line
+        {"g.xyz", "\xEF\xBB\xBF\xEF\xBB\xBF" "1 2 3\n", "@:1: '\xEF\xBB\xBF" "1' is not a number"},  // one mark only
+    }, read(false));
+    iotest::ExpectErrors(files, {
+        {"a.txt", "1\n", "@:1: expected x y (or x y z), found 1 values"},
+        {"b.txt", "1 2\n1 2 3 4\n", "@:2: expected x y (or x y z), found 4 values"},
+        {"c.txt", "1 2\n-inf 2\n", "@:2: coordinate is not finite"},
+    }, read(true));
     EXPECT_FALSE(krtes::ReadPointFile(files.Path("does_not_exist.xyz"), pts, err));
     EXPECT_NE(err.find("cannot open"), std::string::npos);
 }

@@ -7,12 +7,11 @@
 TEST(KrPolylineFile, BlocksSplitOnBlankLines)
 {
     iotest::Files files;
-    for (const std::string eol : {"\n", "\r\n"}) {
-        std::vector<std::vector<CKrPoint3d>> lines;
+    const std::string text = "x y z\n0 0 1\n1 0 1\n# a comment does not end a block\n2,1,1\n\n   \n5 5 0\n6 6 0";
+    for (const std::string& t : {text, iotest::Crlf(text)}) {
+        std::vector<iotest::Pts> lines;
         std::string err;
-        const std::string p = files.Write("lines.txt", "x y z" + eol + "0 0 1" + eol + "1 0 1" + eol +
-                                                           "# a comment does not end a block" + eol + "2,1,1" + eol +
-                                                           eol + "   " + eol + "5 5 0" + eol + "6 6 0");
+        const std::string p = files.Write("lines.txt", t);
         ASSERT_TRUE(krtes::ReadPolylineFile(p, lines, 2, err)) << err;
         ASSERT_EQ(lines.size(), 2u);
         EXPECT_EQ(lines[0].size(), 3u);
@@ -23,7 +22,8 @@ TEST(KrPolylineFile, BlocksSplitOnBlankLines)
         EXPECT_FALSE(krtes::ReadPolylineFile(p, lines, 3, err));
         EXPECT_NE(err.find(p + ":8: polyline has 2 point(s)"), std::string::npos) << err;
         EXPECT_EQ(lines.size(), 2u);
-        EXPECT_FALSE(krtes::ReadPolylineFile(files.Write("bad.txt", "0 0 0" + eol + "1 1" + eol), lines, 2, err));
+        const std::string bad = files.Write("bad.txt", t == text ? "0 0 0\n1 1\n" : "0 0 0\r\n1 1\r\n");
+        EXPECT_FALSE(krtes::ReadPolylineFile(bad, lines, 2, err));
         EXPECT_NE(err.find(":2: expected 3 values (x y z), found 2"), std::string::npos) << err;
     }
 }

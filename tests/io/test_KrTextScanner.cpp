@@ -4,14 +4,10 @@
 
 #include <cmath>
 #include <cstdint>
-#include <string>
-#include <vector>
-
-#include <fstream>
 #include <random>
 
+#include "IoTestFiles.h"
 #include "io/KrTextScanner.h"
-#include "support/ScratchDir.h"
 
 using krtes::io::CKrTextScanner;
 
@@ -65,7 +61,7 @@ TEST(KrTextScanner, ChunkedReaderGivesTheSameLines)
     // and a missing final line end, read through chunks of every small size
     // (lines straddling many chunk boundaries) and whole: the same lines and
     // numbers.
-    testmesh::ScratchDir dir;
+    iotest::Files dir;
     std::mt19937 rng(5);
     for (int round = 0; round < 20; ++round) {
         std::string text = round % 2 ? "\xEF\xBB\xBF" : "";
@@ -75,8 +71,7 @@ TEST(KrTextScanner, ChunkedReaderGivesTheSameLines)
             for (int k = 0; k < len; ++k) text += static_cast<char>('a' + rng() % 26);
             if (l + 1 < n || round % 3) text += rng() % 2 ? "\r\n" : "\n";
         }
-        const std::string path = dir.Path("chunks.txt");
-        std::ofstream(path, std::ios::binary) << text;
+        const std::string path = dir.Write("chunks.txt", text);
         std::vector<std::string> whole;
         CKrTextScanner sc(path, text);
         while (sc.NextLine()) whole.emplace_back(sc.Line());
