@@ -11,31 +11,32 @@
 
 namespace {
 
-// A Delaunay TIN (whole hull) of the points.
-void Tin(const std::vector<CKrPoint3d>& in, TesTriMesh::CKrMeshData& mesh, std::vector<CKrPoint3d>& pts,
-         std::vector<KrTesGeo::_sTri_ID>& tris)
+// Samples a Delaunay TIN (whole hull) of the points on the grid over the
+// given extent; every centre must hold the query's height where the query
+// finds the surface and NoData where it does not. Returns the cells set.
+std::size_t SampleLikeQuery(const std::vector<CKrPoint3d>& in, double x0, double y0, double x1, double y1, double cell,
+                            krtes::SKrDemGrid& g)
 {
+    TesTriMesh::CKrMeshData mesh;
     {
         TesTriMesh::CKrDelaunay tin(mesh, 0.001);
         tin.SetFullHull(true);
         for (const CKrPoint3d& p : in) tin.AddVertex(p);
-        ASSERT_TRUE(tin.Delaunay());
+        EXPECT_TRUE(tin.Delaunay());
     }
+    std::vector<CKrPoint3d> pts;
+    std::vector<KrTesGeo::_sTri_ID> tris;
     mesh.OutputData(pts, tris);
     mesh.ResetOctTree();
-}
-
-// Every centre holds the query's height where the query finds the surface
-// and NoData where it does not; returns the cells with a value.
-std::size_t ExpectLikeQuery(const TesTriMesh::CKrMeshData& mesh, const krtes::SKrDemGrid& g)
-{
+    std::string err;
+    EXPECT_TRUE(krtes::MakeDemGrid(x0, y0, x1, y1, cell, g, err)) << err;
+    const std::size_t set = krtes::SampleSurface(pts, tris, g);
     TesTriMesh::CKrMeshQuery q(mesh);
     std::size_t on = 0;
     for (int32_t r = 0; r < g.rows; ++r)
         for (int32_t c = 0; c < g.cols; ++c) {
             double z = 0;
-            const bool hit = q.GetMapPoint(g.CentreX(c), g.CentreY(r), z);
-            if (!hit) {
+            if (!q.GetMapPoint(g.CentreX(c), g.CentreY(r), z)) {
                 EXPECT_EQ(g.At(c, r), g.noData) << c << " " << r;
                 continue;
             }
@@ -43,7 +44,8 @@ std::size_t ExpectLikeQuery(const TesTriMesh::CKrMeshData& mesh, const krtes::SK
             EXPECT_NE(g.At(c, r), g.noData) << "missed centre " << c << " " << r;
             EXPECT_NEAR(g.At(c, r), z, 1e-6 * std::fabs(z) + 1e-9) << c << " " << r;
         }
-    return on;
+    EXPECT_EQ(on, set);
+    return set;
 }
 
 }  // namespace
@@ -59,18 +61,9 @@ TEST(KrDemGrid, CentresOnVerticesAndEdgesAreNeverMissed)
         for (int i = 0; i < 30; ++i)
             if (rng() % 3 || i == 0 || j == 0 || i == 29 || j == 29)
                 in.emplace_back(i + 0.5, j + 0.5, std::uniform_real_distribution<double>(50, 60)(rng));
-    TesTriMesh::CKrMeshData mesh;
-    std::vector<CKrPoint3d> pts;
-    std::vector<KrTesGeo::_sTri_ID> tris;
-    Tin(in, mesh, pts, tris);
-
     krtes::SKrDemGrid g;
-    std::string err;
-    ASSERT_TRUE(krtes::MakeDemGrid(-2, -2, 32, 32, 1.0, g, err)) << err;
-    EXPECT_EQ(g.cols, 34);
-    const std::size_t set = krtes::SampleSurface(pts, tris, g);
-    EXPECT_EQ(set, 900u);  // the 30 x 30 centres of the square the TIN covers
-    EXPECT_EQ(ExpectLikeQuery(mesh, g), 900u);
+    EXPECT_EQ(SampleLikeQuery(in, -2, -2, 32, 32, 1.0, g), 900u);  // the 30 x 30 centres of the square the TIN covers
+    ASSERT_EQ(g.cols, 34);
     // A corner's cell holds the corner's own height.
     EXPECT_EQ(g.At(2, 2 + 29 - 0), static_cast<float>(in[0].z));
 }
@@ -86,19 +79,12 @@ TEST(KrDemGrid, RandomTinAgainstTheQueryAndGridLayout)
         const double x = u(rng), y = u(rng);
         in.emplace_back(480000 + x, 6100000 + y, 300 + 20 * std::sin(x / 30) + y / 10);
     }
-    TesTriMesh::CKrMeshData mesh;
-    std::vector<CKrPoint3d> pts;
-    std::vector<KrTesGeo::_sTri_ID> tris;
-    Tin(in, mesh, pts, tris);
     krtes::SKrDemGrid g;
-    std::string err;
-    ASSERT_TRUE(krtes::MakeDemGrid(479990, 6099990, 480210, 6100210, 0.73, g, err)) << err;
+    EXPECT_GT(SampleLikeQuery(in, 479990, 6099990, 480210, 6100210, 0.73, g), 60000u);
     EXPECT_EQ(g.cols, static_cast<int32_t>(std::ceil(220 / 0.73)));
-    const std::size_t set = krtes::SampleSurface(pts, tris, g);
-    EXPECT_EQ(ExpectLikeQuery(mesh, g), set);
-    EXPECT_GT(set, 60000u);
 
     // Layout: whole cells, a size that is nearly a whole count is that count.
+    std::string err;
     ASSERT_TRUE(krtes::MakeDemGrid(0, 0, 100, 50, 0.1, g, err));
     EXPECT_EQ(g.cols, 1000);
     EXPECT_EQ(g.rows, 500);

@@ -39,17 +39,15 @@ TEST(KrLandXmlFile, RoundTripKeepsEveryDigitFaceAndOutline)
                          CKrPoint3d(500040, 6000060, 0)});
         ASSERT_TRUE(tin.Delaunay());
     }
-    std::vector<CKrPoint3d> pts;
+    iotest::Pts pts;
     iotest::Ids tris;
     mesh.OutputData(pts, tris);
 
     iotest::Files files;
     krtes::SKrLandXmlFile f;
     std::string err;
-    ASSERT_TRUE(krtes::ReadLandXmlFile(files.Write("units.xml", std::string(kHead) +
-                                                                   "<Surfaces><Surface name=\"s\"/></Surfaces></LandXML>"),
-                                       f, err))
-        << err;
+    const std::string units = std::string(kHead) + "<Surfaces><Surface name=\"s\"/></Surfaces></LandXML>";
+    ASSERT_TRUE(krtes::ReadLandXmlFile(files.Write("units.xml", units), f, err)) << err;
     EXPECT_EQ(f.linearUnit, "USSurveyFoot");
     EXPECT_EQ(f.crs, "EPSG:2277");
     f.surfaces = {krtes::MakeLandXmlSurface("ground <EG>", pts, tris)};
@@ -59,8 +57,7 @@ TEST(KrLandXmlFile, RoundTripKeepsEveryDigitFaceAndOutline)
 
     krtes::SKrLandXmlFile back;
     ASSERT_TRUE(krtes::ReadLandXmlFile(out, back, err)) << err;
-    EXPECT_EQ(back.unitsXml, f.unitsXml);
-    EXPECT_EQ(back.coordinateSystemXml, f.coordinateSystemXml);
+    EXPECT_TRUE(back.unitsXml == f.unitsXml && back.coordinateSystemXml == f.coordinateSystemXml);
     EXPECT_EQ(back.crs, "EPSG:2277");
     ASSERT_EQ(back.surfaces.size(), 1u);
     const krtes::SKrLandXmlSurface& s = back.surfaces[0];
@@ -144,27 +141,23 @@ TEST(KrLandXmlFile, ReadsNorthingEastingAndPicksSurfaces)
 TEST(KrLandXmlFile, BrokenFilesNameTheFileAndLine)
 {
     iotest::Files files;
-    const std::string surf = "<Surfaces><Surface name=\"EG\"><Definition surfType=\"TIN\"><Pnts>\n<P id=\"1\">0 0 1</P>\n"
-                             "<P id=\"2\">0 1 1</P>\n<P id=\"3\">1 0 1</P>\n</Pnts><Faces>\n";
-    const std::vector<std::pair<std::string, std::string>> cases{
-        {std::string(kHead) + surf, ":9: not well-formed XML"},  // cut off after <Faces> (line 9)
-        {std::string(kHead) + surf + "<F>1 2 3</F>\n<F>1 2 77</F>\n</Faces></Definition></Surface></Surfaces></LandXML>",
-         ":11: surface 'EG': face names point 77, which <Pnts> does not hold"},
-        {std::string(kHead) + surf + "<F>1 2</F>\n</Faces></Definition></Surface></Surfaces></LandXML>",
-         ":10: surface 'EG': a face names 2 points, not 3"},
-        {std::string(kHead) + "<Surfaces><Surface name=\"EG\"><Definition><Pnts>\n<P id=\"1\">0 0</P></Pnts>"
-                              "</Definition></Surface></Surfaces></LandXML>",
-         ":6: surface 'EG': point 1: expected \"northing easting elevation\""},
-        {std::string(kHead) + "<Surfaces/></LandXML>", ": the file holds no <Surface>"},
-        {"<Other/>", ": not a LandXML document"},
-    };
-    for (const auto& c : cases) {
-        const std::string p = files.Write("bad.xml", c.first);
+    const std::string surf = std::string(kHead) + "<Surfaces><Surface name=\"EG\"><Definition surfType=\"TIN\"><Pnts>\n"
+                             "<P id=\"1\">0 0 1</P>\n<P id=\"2\">0 1 1</P>\n<P id=\"3\">1 0 1</P>\n</Pnts><Faces>\n";
+    const std::string end = "</Faces></Definition></Surface></Surfaces></LandXML>";
+    iotest::ExpectErrors(files, {
+        {"cut.xml", surf, "@:9: not well-formed XML"},  // cut off after <Faces> (line 9)
+        {"far.xml", surf + "<F>1 2 3</F>\n<F>1 2 77</F>\n" + end,
+         "@:11: surface 'EG': face names point 77, which <Pnts> does not hold"},
+        {"two.xml", surf + "<F>1 2</F>\n" + end, "@:10: surface 'EG': a face names 2 points, not 3"},
+        {"ne.xml", std::string(kHead) + "<Surfaces><Surface name=\"EG\"><Definition><Pnts>\n<P id=\"1\">0 0</P></Pnts>"
+                                        "</Definition></Surface></Surfaces></LandXML>",
+         "@:6: surface 'EG': point 1: expected \"northing easting elevation\""},
+        {"none.xml", std::string(kHead) + "<Surfaces/></LandXML>", "@: the file holds no <Surface>"},
+        {"other.xml", "<Other/>", "@: not a LandXML document"},
+    }, [](const std::string& p, std::string& err) {
         krtes::SKrLandXmlFile f;
-        std::string err;
-        EXPECT_FALSE(krtes::ReadLandXmlFile(p, f, err));
-        EXPECT_NE(err.find(p + c.second), std::string::npos) << err;
-    }
+        return krtes::ReadLandXmlFile(p, f, err);
+    });
     // A write that cannot happen leaves nothing behind.
     krtes::SKrLandXmlFile f;
     f.surfaces.push_back(krtes::MakeLandXmlSurface("s", {CKrPoint3d(0, 0, 0)}, {KrTesGeo::_sTri_ID(0, 1, 2)}));

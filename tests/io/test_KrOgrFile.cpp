@@ -26,12 +26,12 @@ TEST(KrOgrFile, PolylinesRoundTripInEveryFormat)
         lines.push_back(pl);
     }
     iotest::Files files;
+    std::string err;
+    krtes::SKrVectorOptions withCrs;
+    withCrs.crs = "EPSG:32633";
     for (const char* name : {"out.gpkg", "out.shp", "out.dxf", "out.geojson"}) {
         const std::string path = files.Path(name);
-        std::string err;
-        krtes::SKrVectorOptions o;
-        o.crs = "EPSG:32633";
-        ASSERT_TRUE(krtes::WriteVectorLines(path, lines, err, o)) << err;
+        ASSERT_TRUE(krtes::WriteVectorLines(path, lines, err, withCrs)) << err;
         Lines back;
         ASSERT_TRUE(krtes::ReadVectorLines(path, back, 2, err)) << err;
         ASSERT_EQ(back.size(), lines.size()) << name;
@@ -50,10 +50,7 @@ TEST(KrOgrFile, PolylinesRoundTripInEveryFormat)
         EXPECT_FALSE(iotest::Exists(path + ".part.d")) << name;
     }
     // A second write replaces the file; the same lines give the same bytes.
-    std::string err;
     const std::string first = iotest::Read(files.Path("out.gpkg"));
-    krtes::SKrVectorOptions withCrs;
-    withCrs.crs = "EPSG:32633";
     ASSERT_TRUE(krtes::WriteVectorLines(files.Path("out.gpkg"), lines, err, withCrs)) << err;
     EXPECT_EQ(iotest::Read(files.Path("out.gpkg")), first);
     // Unknown format, a folder that does not exist: an error, nothing written.
