@@ -112,6 +112,15 @@ int Report::Finish(const std::string& out, double seconds)
     return Done();
 }
 
+bool Report::ReadSurface(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::string& how)
+{
+    m_progress.Step("reading " + path);
+    std::string err;
+    if (ReadSurfaceFile(path, mesh, how, err)) return true;
+    Fail(err);
+    return false;
+}
+
 int Report::Fail(const std::string& msg)
 {
     m_progress.Clear();

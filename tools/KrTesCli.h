@@ -21,6 +21,10 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+namespace TesTriMesh {
+class CKrMeshData;
+}
+
 namespace krtes {
 
 enum ExitCode { kExitOk = 0, kExitData = 1, kExitUsage = 2 };
@@ -91,6 +95,11 @@ public:
     int Fail(const std::string& msg);
     // Success: with --json prints the report ("ok": true). Returns 0.
     int Done();
+
+    // Reads the surface of a command (a "reading PATH" progress step); how
+    // names the kind of file. On failure reports it through Fail and
+    // returns false.
+    bool ReadSurface(const std::string& path, TesTriMesh::CKrMeshData& mesh, std::string& how);
 
 private:
     void PrintJson(bool ok);

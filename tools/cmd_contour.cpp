@@ -36,8 +36,7 @@ int RunContour(const ContourArgs& a, Report& r)
     Timer timer;
     std::string err, how;
     TesTriMesh::CKrMeshData mesh;
-    progress.Step("reading " + a.surface);
-    if (!ReadSurfaceFile(a.surface, mesh, how, err)) return r.Fail(err);
+    if (!r.ReadSurface(a.surface, mesh, how)) return 1;
     const double readTime = timer.Seconds();
 
     progress.Step("contouring");

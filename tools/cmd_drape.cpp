@@ -24,8 +24,7 @@ int RunDrape(const DrapeArgs& a, Report& r)
     Timer timer;
     std::string err, how;
     TesTriMesh::CKrMeshData mesh;
-    progress.Step("reading " + a.surface);
-    if (!ReadSurfaceFile(a.surface, mesh, how, err)) return r.Fail(err);
+    if (!r.ReadSurface(a.surface, mesh, how)) return 1;
     std::vector<std::vector<CKrPoint3d>> input;
     progress.Step("reading " + a.lines);
     if (!ReadSurveyLines(a.lines, input, 2, err, false)) return r.Fail(err);

@@ -42,8 +42,7 @@ int RunElev(ElevArgs a, Report& r)
     Timer timer;
     std::string err, how;
     TesTriMesh::CKrMeshData mesh;
-    progress.Step("reading " + a.surface);
-    if (!ReadSurfaceFile(a.surface, mesh, how, err)) return r.Fail(err);
+    if (!r.ReadSurface(a.surface, mesh, how)) return 1;
     const CKrPoint3d lo = mesh.GetMinLimit(), hi = mesh.GetMaxLimit();
 
     std::vector<PlanPoint> query;

@@ -89,8 +89,7 @@ int RunRender(RenderArgs a, Report& r)
     Timer timer;
     std::string err, how;
     TesTriMesh::CKrMeshData mesh;
-    progress.Step("reading " + a.surface);
-    if (!ReadSurfaceFile(a.surface, mesh, how, err)) return r.Fail(err);
+    if (!r.ReadSurface(a.surface, mesh, how)) return 1;
     std::vector<CKrPoint3d> pts;
     std::vector<KrTesGeo::_sTri_ID> tris;
     mesh.OutputData(pts, tris);
