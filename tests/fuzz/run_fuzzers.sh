@@ -20,8 +20,9 @@ for t in "${targets[@]}"; do
   mkdir -p "$work/$t/corpus" "$work/$t/crash"
   cp "$here/corpus/$t/"* "$work/$t/corpus/"
   echo "fuzz: $t for ${secs}s"
-  # Absolute paths throughout: a target may change its working directory.
-  if ! (cd "$work/$t" && "$exe" -max_total_time="$secs" -timeout=10 -rss_limit_mb=2048 \
+  # Absolute paths throughout: a target works in a scratch directory it makes
+  # in TMPDIR, here its own work directory.
+  if ! (cd "$work/$t" && TMPDIR="$work/$t" "$exe" -max_total_time="$secs" -timeout=10 -rss_limit_mb=2048 \
           -artifact_prefix="$work/$t/crash/" -print_final_stats=1 "$work/$t/corpus" >"$work/$t/log" 2>&1); then
     echo "fuzz: $t FAILED; log and input in $work/$t"
     tail -n 60 "$work/$t/log"
