@@ -8,10 +8,9 @@
 #include <string>
 
 #include "fuzz_delaunay.h"
-#include "fuzz_mesh_import.h"
 #include "fuzz_mesh_query.h"
+#include "fuzz_meshes.h"
 #include "fuzz_readers.h"
-#include "fuzz_solid_boolean.h"
 
 namespace krfuzz {
 
