@@ -10,43 +10,12 @@
 
 #include "KrTesGeometry/tin/KrDelaunay.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "TinInputs.h"
 
 namespace {
 
-constexpr double kOx = 500000.0, kOy = 4000000.0;
-
-std::vector<CKrPoint3d> RandomPoints(std::size_t n)
-{
-    std::mt19937_64 rng(20261121);
-    // The square grows with n so that the density stays that of a survey.
-    const double size = std::sqrt(static_cast<double>(n)) * 10.0;
-    std::uniform_real_distribution<double> u(0.0, size);
-    std::uniform_real_distribution<double> h(200.0, 900.0);
-    std::vector<CKrPoint3d> pts;
-    pts.reserve(n);
-    for (std::size_t i = 0; i < n; ++i) pts.emplace_back(kOx + u(rng), kOy + u(rng), h(rng));
-    return pts;
-}
-
-std::vector<std::vector<CKrPoint3d>> RandomLines(std::size_t n, std::size_t count)
-{
-    std::mt19937_64 rng(7);
-    const double size = std::sqrt(static_cast<double>(n)) * 10.0;
-    std::uniform_real_distribution<double> u(0.05 * size, 0.95 * size);
-    std::uniform_real_distribution<double> step(-0.05 * size, 0.05 * size);
-    std::vector<std::vector<CKrPoint3d>> lines;
-    for (std::size_t l = 0; l < count; ++l) {
-        std::vector<CKrPoint3d> line;
-        double x = u(rng), y = u(rng);
-        for (int k = 0; k < 10; ++k) {
-            line.emplace_back(kOx + x, kOy + y, 500.0);
-            x = std::min(std::max(x + step(rng), 0.0), size);
-            y = std::min(std::max(y + step(rng), 0.0), size);
-        }
-        lines.push_back(line);
-    }
-    return lines;
-}
+using benchtin::RandomLines;
+using benchtin::RandomPoints;
 
 void Build(benchmark::State& state, const std::vector<CKrPoint3d>& pts,
            const std::vector<std::vector<CKrPoint3d>>& lines)
