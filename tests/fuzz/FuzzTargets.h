@@ -7,10 +7,9 @@
 #include <map>
 #include <string>
 
-#include "fuzz_delaunay.h"
-#include "fuzz_mesh_query.h"
 #include "fuzz_meshes.h"
 #include "fuzz_readers.h"
+#include "fuzz_tin.h"
 
 namespace krfuzz {
 
