@@ -1,13 +1,5 @@
 // The krtes drape command.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <string>
-#include <vector>
-
-#include "KrTesGeometry/io/KrTesIO.h"
-#include "support/KrtesCliRun.h"
+#include "tools/KrtesToolTest.h"
 
 using namespace krtes_test;
 
@@ -41,22 +33,4 @@ TEST(KrtesDrape, LinesFollowTheSurfaceInPieces)
     const double x0 = blocks[4].front().x, x1 = blocks[4].back().x;
     EXPECT_NEAR(std::min(x0, x1), 0.0, 1e-9);  // cut at the surface's edge
     EXPECT_NEAR(std::max(x0, x1), 2.0, 1e-9);
-}
-
-TEST(KrtesDrape, BadInputIsReportedAndNothingIsWritten)
-{
-    const std::string surface = HoledPlaneFile(), out = Temp("never.txt");
-    const std::string bad = Write("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n");
-    const std::string one = Write("one.txt", "1 1 0\n");
-    const std::string cases[][2] = {
-        {"drape " + surface, "LINES is required"},
-        {"drape " + surface + " " + one, "one.txt:1: polyline has 1 point(s)"},
-        {"drape " + bad + " " + one, "face index 4 out of range"},
-    };
-    for (const auto& c : cases) {
-        const CliRun r = Krtes(c[0] + (c[0].find(" -o") == std::string::npos ? " -o " + out : ""));
-        EXPECT_NE(r.code, 0) << c[0];
-        EXPECT_NE(r.out.find(c[1]), std::string::npos) << c[0] << "\n" << r.out;
-        EXPECT_FALSE(Exists(out)) << c[0];
-    }
 }

@@ -1,14 +1,8 @@
 // The krtes fit command.
-#include <gtest/gtest.h>
-
-#include <cstdio>
 #include <sstream>
-#include <string>
 #include <tuple>
-#include <utility>
-#include <vector>
 
-#include "support/KrtesCliRun.h"
+#include "tools/KrtesToolTest.h"
 
 using namespace krtes_test;
 
@@ -53,11 +47,10 @@ TEST(KrtesFit, FitsAndRefusals)
     EXPECT_NEAR(z1, RefZ(30, 60) - Diff(30, 60), 1e-9);
     EXPECT_NE(text.find("# not fitted: 95 50 0\n"), std::string::npos) << text;
 
-    // Exit 1 for data the fit cannot use, 2 for a usage error.
+    // Data the fit cannot use.
     const std::tuple<std::string, std::string, int> bad[] = {
         {"fit " + ref + " --points " + data + " --type 1 " + todo, "type 1 fits to lines only", 1},
         {"fit " + ref + " --points " + data + " --type 2 " + todo, "type 2 needs exactly one point", 1},
-        {"fit " + ref + " " + todo, "no data given", 2},
         {"fit " + ref + " --points " + Write("off.xyz", "500 500 1\n") + " " + todo, "no difference model", 1},
     };
     for (const auto& [args, message, code] : bad) {
