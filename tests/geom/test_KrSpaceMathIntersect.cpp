@@ -296,6 +296,7 @@ TEST(KrSpaceMathTriTri, TouchingCrossingCoplanarAndDegenerateCases)
     EXPECT_TRUE(endsAre(kUntouched, kUntouched));
     EXPECT_EQ(seg({CKrPoint3d(0.5, 0.5, 0), CKrPoint3d(2.5, 0.5, 0), CKrPoint3d(0.5, 2.5, 0)}), 2);
     EXPECT_TRUE(coplanar);
+    EXPECT_EQ(seg({CKrPoint3d(0.25, 0.25, 0), CKrPoint3d(0.5, 0.25, 0), CKrPoint3d(0.25, 0.5, 0)}), 2);  // inside, apart from the edges
     coplanar = false;
     EXPECT_EQ(seg({CKrPoint3d(3, 3, 0), CKrPoint3d(4, 3, 0), CKrPoint3d(3, 4, 0)}), 1);
     EXPECT_TRUE(coplanar);
@@ -331,12 +332,12 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
     for (int iter = 0; iter < 3000; ++iter) {
         IVec A[3], B[3];
         Tri a, b, fa, fb;
-        for (int i = 0; i < 3; ++i) {
-            for (IVec* t : {A, B}) {
-                const int kind = iter % 3;
-                t[i] = kind == 0 ? IVec{g(rng), g(rng), g(rng)} : IVec{h(rng), h(rng), 1};
-                if (kind == 2) t[i][2] = t[i][0] + t[i][1] - 2;
+        for (IVec* t : {A, B})
+            for (int i = 0; i < 3; ++i) {
+                t[i] = iter % 3 == 0 ? IVec{g(rng), g(rng), g(rng)} : IVec{h(rng), h(rng), 1};
+                if (iter % 3 == 2) t[i][2] = t[i][0] + t[i][1] - 2;
             }
+        for (int i = 0; i < 3; ++i) {
             a[i] = CKrPoint3d(A[i][0], A[i][1], A[i][2]);
             b[i] = CKrPoint3d(B[i][0], B[i][1], B[i][2]);
             fa[i] = far + a[i] * 0.125;
