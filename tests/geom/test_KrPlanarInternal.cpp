@@ -53,10 +53,6 @@ TEST(KrPlanarInternal, AreasAnglesAndBoxes)
     // Shortened constants on the axes; the arctangent rounded to float.
     EXPECT_EQ(GetLineAngle2D(1, 5, 1, 1), 4.712388980385);
     EXPECT_EQ(GetLineAngle2D(0, 0, 3, -3), static_cast<double>(static_cast<float>(std::atan(-1.0))) + 6.28318530718);
-    double a = 0, b = 0, c = 0;
-    GetLineCoef2D(1, 2, 2, 9, &a, &b, &c);  // steep: a*y = x + c
-    EXPECT_EQ(b, 1.0);
-    EXPECT_NEAR(a * 9, 2 + c, 1e-12);
 
     EXPECT_TRUE(IsBoxOverlap2D(0, 0, 2, 2, 1.85, 1, 3, 3, 0.1));
     EXPECT_FALSE(IsBoxOverlap2D(0, 0, 2, 2, 1.95, 1, 3, 3, 0.1));  // overlap below eps
