@@ -41,6 +41,7 @@
 #include <CGAL/boost/graph/helpers.h>
 
 #include "../BooleanSolids.h"
+#include "PeerClock.h"
 #include "KrTesGeometry/boolean/KrMeshBoolean.h"
 #include "KrTesGeometry/boolean/KrSolidBoolean.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
@@ -48,29 +49,14 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using peerclock::Clock;
+using peerclock::CpuSec;
+using peerclock::PeakMB;
+using peerclock::Since;
+
 using Kernel = CGAL::Exact_predicates_inexact_constructions_kernel;
 using Mesh = CGAL::Surface_mesh<Kernel::Point_3>;
 namespace PMP = CGAL::Polygon_mesh_processing;
-
-double Since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
-
-// Processor time of this process: the machine may be shared, and both
-// libraries run these steps on one thread.
-double CpuSec()
-{
-    rusage ru;
-    getrusage(RUSAGE_SELF, &ru);
-    return static_cast<double>(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) +
-           1e-6 * static_cast<double>(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
-}
-
-double PeakMB()
-{
-    rusage ru;
-    getrusage(RUSAGE_SELF, &ru);
-    return static_cast<double>(ru.ru_maxrss) / 1024.0;  // kilobytes on Linux
-}
 
 struct Solid {
     std::vector<CKrPoint3d> pts;

@@ -26,30 +26,15 @@
 
 #include <fcl/fcl.h>
 
+#include "PeerClock.h"
 #include "KrTesGeometry/collision/KrMeshContact.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double Since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
-
-// Processor time of this process: on a shared machine the wall time of a
-// short step mostly measures the other processes.
-double CpuSec()
-{
-    rusage ru;
-    getrusage(RUSAGE_SELF, &ru);
-    return static_cast<double>(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) +
-           1e-6 * static_cast<double>(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
-}
-
-double PeakMB()
-{
-    rusage ru;
-    getrusage(RUSAGE_SELF, &ru);
-    return static_cast<double>(ru.ru_maxrss) / 1024.0;  // kilobytes on Linux
-}
+using peerclock::Clock;
+using peerclock::CpuSec;
+using peerclock::PeakMB;
+using peerclock::Since;
 
 constexpr double kPi = 3.14159265358979323846;
 

@@ -30,6 +30,7 @@
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Triangulation_vertex_base_with_info_2.h>
 
+#include "PeerClock.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 #include "KrTesGeometry/query/KrMeshQuery.h"
 #include "KrTesGeometry/tin/KrDelaunay.h"
@@ -37,19 +38,13 @@
 
 namespace {
 
+using peerclock::Clock;
+using peerclock::CpuSec;
+using peerclock::PeakMB;
+using peerclock::Since;
+
 using benchtin::RandomLines;
 using benchtin::RandomPoints;
-
-using Clock = std::chrono::steady_clock;
-
-double Since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
-
-double PeakMB()
-{
-    rusage ru;
-    getrusage(RUSAGE_SELF, &ru);
-    return static_cast<double>(ru.ru_maxrss) / 1024.0;  // kilobytes on Linux
-}
 
 bool ReadXyz(const std::string& path, std::vector<CKrPoint3d>& pts)
 {
