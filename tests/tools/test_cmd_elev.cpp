@@ -21,7 +21,7 @@ std::vector<std::vector<double>> DataLines(const std::string& text)
 
 }  // namespace
 
-TEST(KrtesElev, PointsGridAndSampleSurface)
+TEST(KrtesElev, PointsAndGridOnAPlaneWithAHole)
 {
     const std::string surface = HoledPlaneFile();
     const std::string pts = Write("q.txt", "x y\n1.5 2.25\n7 3 123  # z ignored\n\n5 5\n-1 4\n10 10\n");
