@@ -63,7 +63,23 @@ TEST(DelaunayCore, RepairLeavesACavityThePointSeesWhole)
     h.Join(t1, 2, t2, 0);  // D-C
     h.Join(t0, 0, t5, 0);  // A-B
 
-    std::vector<int> cavity{t0, t1, t2};
+    // The cavity search follows only triangles whose circumcircle holds the
+    // point: T1's passes through it (on the circle counts), T2's and T5's
+    // do not; the same with a local origin; marks cleared.
+    std::vector<int> cavity, stack;
+    for (const double o : {0.0, 1.0}) {
+        cavity.clear();
+        DelaunayCore::CollectCavity(h, 0.0, 0.0, o, -o, t0, cavity, stack);
+        EXPECT_EQ(cavity, (std::vector<int>{t0, t1}));
+        for (int32_t m : h.marks) EXPECT_EQ(m, DelaunayCore::kUnmarked);
+    }
+    // The walk reaches the triangle holding a point from anywhere (a point
+    // on T2's outer edge D-F too), and none beyond the triangles.
+    EXPECT_EQ(DelaunayCore::Walk(h, t2, 0.0, -2.0), t5);
+    EXPECT_EQ(DelaunayCore::Walk(h, t5, 0.5, 2.5), t2);
+    EXPECT_EQ(DelaunayCore::Walk(h, t0, 5.0, 5.0), HandTopo::kNone);
+
+    cavity = {t0, t1, t2};
     DelaunayCore::RepairCavity(h, 0.0, 0.0, t0, cavity);
     EXPECT_EQ(cavity, (std::vector<int>{t0, t1}));
     for (int32_t m : h.marks) EXPECT_EQ(m, DelaunayCore::kUnmarked);
@@ -80,29 +96,4 @@ TEST(DelaunayCore, RepairLeavesACavityThePointSeesWhole)
     DelaunayCore::RepairCavity(h, 0.0, 0.0, t0, cavity);
     EXPECT_EQ(cavity, (std::vector<int>{t0}));
     for (int32_t m : h.marks) EXPECT_EQ(m, DelaunayCore::kUnmarked);
-}
-
-TEST(DelaunayCore, CavityAndWalkOnAHandBuiltStrip)
-{
-    // The cavity search follows only triangles whose circumcircle holds the
-    // point; the walk reaches the triangle holding it from either end.
-    const CKrPoint3d a(0, 0, 0), b(2, 0, 0), c(0, 2, 0), d(2, 2, 0), e(4, 0, 0), f(4, 2, 0);
-    HandTopo h;
-    const int t0 = h.Add(a, b, c), t1 = h.Add(c, b, d), t2 = h.Add(d, b, e), t3 = h.Add(d, e, f);
-    h.Join(t0, 1, t1, 0);
-    h.Join(t1, 1, t2, 0);
-    h.Join(t2, 2, t3, 0);
-
-    std::vector<int> out, stack;
-    DelaunayCore::CollectCavity(h, 0.5, 0.5, 0.0, 0.0, t0, out, stack);
-    EXPECT_EQ(out, (std::vector<int>{t0, t1}));  // the square's circle; t2 and t3 are farther out
-    out.clear();
-    DelaunayCore::CollectCavity(h, 1.0, 1.0 + 1e-9, 1.0, 1.0, t0, out, stack);
-    EXPECT_EQ(out, (std::vector<int>{t0, t1}));  // same with a local origin
-    for (int32_t m : h.marks) EXPECT_EQ(m, DelaunayCore::kUnmarked);
-
-    EXPECT_EQ(DelaunayCore::Walk(h, t0, 3.5, 1.5), t3);
-    EXPECT_EQ(DelaunayCore::Walk(h, t3, 0.2, 0.2), t0);
-    EXPECT_EQ(DelaunayCore::Walk(h, t0, 2.0, 1.0), t1);  // on an edge: the first triangle reached that holds it
-    EXPECT_EQ(DelaunayCore::Walk(h, t0, 5.0, 1.0), HandTopo::kNone);  // beyond the strip
 }
