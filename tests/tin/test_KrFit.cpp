@@ -6,6 +6,7 @@
 
 #include "KrTesGeometry/tin/KrFit.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
+#include "support/GeomTestUtil.h"
 
 namespace TesTriMesh {
 // Reaches the working difference lists.
@@ -31,41 +32,34 @@ CKrPoint3d H(double x, double y) { return CKrPoint3d(x, y, RefZ(x, y) - Diff(x, 
 // The fitted height expected at (x, y) when the difference is taken at (dx, dy).
 double Want(double x, double y, double dx, double dy) { return RefZ(x, y) - Diff(dx, dy); }
 
-CKrPolyLine Line(const std::vector<CKrPoint3d>& pts, bool closed = false)
+// The reference surface over [0, 100]^2, its octree current.
+const TesTriMesh::CKrMeshData& Ref()
 {
-    CKrPolyLine l;
-    for (const CKrPoint3d& p : pts) l.AddVertex(p);
-    l.SetClosed(closed);
-    return l;
-}
-
-class FitTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
+    static TesTriMesh::CKrMeshData ref;
+    if (ref.TriNum() == 0)
         ref.InputData({CKrPoint3d(0, 0, RefZ(0, 0)), CKrPoint3d(100, 0, RefZ(100, 0)), CKrPoint3d(100, 100, RefZ(100, 100)),
                        CKrPoint3d(0, 100, RefZ(0, 100))},
                       {KrTesGeo::_sTri_ID(0, 1, 2), KrTesGeo::_sTri_ID(0, 2, 3)}, true);
-    }
-    // The fitted z, or NAN when refused (the point must then stay unchanged).
-    static double Fit(CKrFit& f, double x, double y)
-    {
-        CKrPoint3d p(x, y, -999.0);
-        if (f.FitPt(p)) return p.z;
-        EXPECT_EQ(p.z, -999.0);
-        return NAN;
-    }
-    TesTriMesh::CKrMeshData ref;
-};
+    return ref;
+}
+
+// The fitted z, or NAN when refused (the point must then stay unchanged).
+double Fit(CKrFit& f, double x, double y)
+{
+    CKrPoint3d p(x, y, -999.0);
+    if (f.FitPt(p)) return p.z;
+    EXPECT_EQ(p.z, -999.0);
+    return NAN;
+}
 
 }  // namespace
 
-TEST_F(FitTest, Type0SurfaceThenNearestOutline)
+TEST(FitTest, Type0SurfaceThenNearestOutline)
 {
     const std::vector<CKrPoint3d> sq = {D(20, 20), D(80, 20), D(80, 80), D(20, 80), D(50, 50)};
     for (int input = 0; input < 3; ++input) {  // differences, heights, both
         SCOPED_TRACE(input);
-        CKrFit f(ref);
+        CKrFit f(Ref());
         if (input != 1) f.SetLSD(sq, true);
         if (input == 1) f.SetLSD({H(20, 20), H(80, 20), H(80, 80), H(20, 80), H(150, 50)}, false);  // last one off
         if (input == 2) f.SetLSD({CKrPoint3d(30, 30, 0.0), CKrPoint3d(70, 60, 0.0)}, false);  // ignored
@@ -76,50 +70,50 @@ TEST_F(FitTest, Type0SurfaceThenNearestOutline)
         EXPECT_TRUE(std::isnan(Fit(f, 120, 50)));  // off the reference
     }
     // A closed difference line alone; data given after the first fit are ignored.
-    CKrFit f(ref);
+    CKrFit f(Ref());
     f.SetYSX({Line({D(10, 10), D(90, 10), D(90, 60), D(10, 60)}, true)}, true);
     EXPECT_NEAR(Fit(f, 40, 30), Want(40, 30, 40, 30), 1e-9);
     f.SetLSD({CKrPoint3d(40, 90, 50.0)}, true);
     EXPECT_NEAR(Fit(f, 40, 90), Want(40, 90, 40, 60), 1e-9);
 }
 
-TEST_F(FitTest, Type0FallbackWhenNothingCanBeTriangulated)
+TEST(FitTest, Type0FallbackWhenNothingCanBeTriangulated)
 {
-    CKrFit two(ref);  // along the line, then the nearest end
+    CKrFit two(Ref());  // along the line, then the nearest end
     two.SetLSD({D(20, 50), D(80, 50)}, true);
     EXPECT_NEAR(Fit(two, 50, 70), Want(50, 70, 50, 50), 1e-9);
     EXPECT_NEAR(Fit(two, 95, 10), Want(95, 10, 80, 50), 1e-9);
     EXPECT_FALSE(two.IsReady());
     // Collinear data out of order, a repeat within 0.01 (the first one given stays), a line.
-    CKrFit diag(ref);
+    CKrFit diag(Ref());
     diag.SetLSD({D(60, 60), D(20, 20), CKrPoint3d(60.004, 60.004, 99.0)}, true);
     diag.SetYSX({Line({D(40, 40), D(80, 80)})}, true);
     EXPECT_NEAR(Fit(diag, 60, 60), Want(60, 60, 60, 60), 1e-9);
     EXPECT_NEAR(Fit(diag, 100, 0), Want(100, 0, 50, 50), 1e-9);
     EXPECT_NEAR(Fit(diag, 90, 95), Want(90, 95, 80, 80), 1e-9);
-    CKrFit one(ref);  // one point: its difference everywhere
+    CKrFit one(Ref());  // one point: its difference everywhere
     one.SetLSD({H(30, 40)}, false);
     EXPECT_NEAR(Fit(one, 90, 5), Want(90, 5, 30, 40), 1e-9);
     // Nothing on the reference: refused, and still dirty, so later data count.
-    CKrFit none(ref);
+    CKrFit none(Ref());
     none.SetLSD({CKrPoint3d(-50, -50, 3.0)}, false);
     EXPECT_TRUE(std::isnan(Fit(none, 50, 50)));
     none.SetLSD({D(10, 10)}, true);
     EXPECT_NEAR(Fit(none, 50, 50), Want(50, 50, 10, 10), 1e-9);
     // Three points triangulate into one isolated triangle, which has no outline: refused.
-    CKrFit three(ref);
+    CKrFit three(Ref());
     three.SetLSD({D(20, 20), D(80, 20), D(50, 70)}, true);
     EXPECT_TRUE(std::isnan(Fit(three, 50, 40)));
 }
 
-TEST_F(FitTest, Type1LineAndType2Fan)
+TEST(FitTest, Type1LineAndType2Fan)
 {
-    CKrFit f(ref);  // two pieces meeting at (50, 10), the second backwards
+    CKrFit f(Ref());  // two pieces meeting at (50, 10), the second backwards
     f.SetFitType(1);
     f.SetYSX({Line({H(10, 10), H(50, 10)}), Line({H(90, 30), H(50, 10)})}, false);
     EXPECT_NEAR(Fit(f, 30, 40), Want(30, 40, 30, 10), 1e-9);
     EXPECT_NEAR(Fit(f, 95, 50), Want(95, 50, 90, 30), 1e-9);
-    CKrFit g(ref);  // pieces that do not join are refused until a piece links them
+    CKrFit g(Ref());  // pieces that do not join are refused until a piece links them
     g.SetFitType(1);
     g.SetYSX({Line({D(10, 10), D(50, 10)}), Line({D(60, 10), D(90, 10)})}, true);
     EXPECT_TRUE(std::isnan(Fit(g, 30, 30)));
@@ -128,7 +122,7 @@ TEST_F(FitTest, Type1LineAndType2Fan)
     EXPECT_EQ(Access::Lines(g).size(), 3u);  // rebuilt on the retry, not appended
 
     for (bool clockwise : {false, true}) {
-        CKrFit fan(ref);
+        CKrFit fan(Ref());
         fan.SetFitType(2);
         fan.SetLSD({H(40, 50)}, false);
         std::vector<CKrPoint3d> b = {D(20, 20), D(80, 20), D(80, 80), D(20, 80)};
@@ -140,7 +134,7 @@ TEST_F(FitTest, Type1LineAndType2Fan)
     }
 }
 
-TEST_F(FitTest, CheckDataRefusalsPerType)
+TEST(FitTest, CheckDataRefusalsPerType)
 {
     // type, height points, difference points, line (1 heights, 2 differences), boundary, expected
     const int table[][6] = {
@@ -150,7 +144,7 @@ TEST_F(FitTest, CheckDataRefusalsPerType)
         {-1, 1, 0, 0, 0, 0},
     };
     for (const auto& t : table) {
-        CKrFit f(ref);
+        CKrFit f(Ref());
         f.SetFitType(t[0]);
         for (int i = 0; i < t[1]; ++i) f.SetLSD({H(10 + i, 10)}, false);
         for (int i = 0; i < t[2]; ++i) f.SetLSD({D(10 + i, 20)}, true);
@@ -163,9 +157,9 @@ TEST_F(FitTest, CheckDataRefusalsPerType)
     }
 }
 
-TEST_F(FitTest, HeightsBecomeDifferencesOnTheReference)
+TEST(FitTest, HeightsBecomeDifferencesOnTheReference)
 {
-    CKrFit f(ref);
+    CKrFit f(Ref());
     // Four vertices keep the closed state; losing one of four leaves an open
     // line of three; a line wholly off the reference comes back empty but kept.
     f.SetYSX({Line({H(10, 10), H(90, 10), H(90, 90), H(10, 90)}, true),
