@@ -9,11 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "KrTesGeometry/geom/KrPoint3d.h"
-#include "KrTesGeometry/geom/sTriID.h"
-#include "KrTesGeometry/mesh/KrMeshData.h"
-#include "KrTesGeometry/tin/KrDelaunay.h"
 #include "support/KrTestMeshes.h"
+#include "tin/TinTestUtil.h"
 
 namespace earthtest {
 
@@ -35,10 +32,7 @@ inline Pts JacksboroPoints()
 // exported as arrays; `mesh` keeps it.
 inline Solid Tin(const Pts& pts, TesTriMesh::CKrMeshData& mesh)
 {
-    TesTriMesh::CKrDelaunay d(mesh, 0.001);
-    d.SetFullHull(true);
-    for (const CKrPoint3d& p : pts) d.AddVertex(p);
-    EXPECT_TRUE(d.Delaunay());
+    EXPECT_TRUE(tintest::Triangulate(mesh, pts, [](TesTriMesh::CKrDelaunay& d) { d.SetFullHull(true); }, 0.001));
     Solid s;
     mesh.OutputData(s.pts, s.ids);
     return s;

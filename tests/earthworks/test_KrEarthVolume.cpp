@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "KrTesGeometry/earthworks/KrEarthVolume.h"
-#include "KrTesGeometry/mesh/KrMeshData.h"
 #include "earthworks/EarthTestUtil.h"
 
 using namespace TesTriMesh;
@@ -28,12 +27,45 @@ KrEarthVolume Between(const Solid& a, const Solid& b, const KrEarthVolumeOptions
     return ::testing::AssertionFailure() << "got " << got << ", want " << want;
 }
 
-// The same surface with its triangles' winding reversed (either winding is
-// accepted).
-Solid Flipped(Solid s)
+// Cut, fill and their areas as expected, and the net their difference.
+void ExpectVolume(const KrEarthVolume& v, double cut, double fill, double cutArea, double fillArea, double rel = 1e-10)
 {
-    for (auto& t : s.ids) std::swap(t.nID[1], t.nID[2]);
-    return s;
+    EXPECT_TRUE(Close(v.cut, cut, rel));
+    EXPECT_TRUE(Close(v.fill, fill, rel));
+    EXPECT_TRUE(Close(v.cutArea, cutArea, rel));
+    EXPECT_TRUE(Close(v.fillArea, fillArea, rel));
+    EXPECT_NEAR(v.net, cut - fill, rel * std::max({1.0, cut, fill}));
+}
+
+// One zero line, closed or not, of the given length, with off(p) = 0 at its points.
+void ExpectZeroLine(const KrEarthVolume& v, bool closed, double length, double (*off)(const CKrPoint3d&))
+{
+    ASSERT_EQ(v.zeroLines.size(), 1u);
+    const CKrPolyLine& z = v.zeroLines[0];
+    EXPECT_EQ(z.IsClosed(), closed);
+    EXPECT_TRUE(Close(z.GetLength2d(), length, 1e-9));
+    for (const CKrPoint3d& p : z.GetVerts()) EXPECT_NEAR(off(p), 0.0, 1e-9) << p.x << " " << p.y;
+}
+
+// Adds the integral of max(h, 0) over a triangle of area A, h linear with
+// corner values h[k], and the area where h > 0: in closed form.
+void PositivePart(const double h[3], double A, double& vol, double& area)
+{
+    const int pos = (h[0] > 0) + (h[1] > 0) + (h[2] > 0), neg = (h[0] < 0) + (h[1] < 0) + (h[2] < 0);
+    const double mean = (h[0] + h[1] + h[2]) / 3.0;
+    if (pos == 0) return;
+    if (neg == 0) {
+        vol += A * mean, area += A;
+        return;
+    }
+    // One corner alone on its side of zero: the part at it is a similar
+    // triangle scaled by h0 / (h0 - h1) and h0 / (h0 - h2).
+    int k = 0;
+    while (pos == 1 ? !(h[k] > 0) : !(h[k] < 0)) ++k;
+    const double h0 = h[k], h1 = h[(k + 1) % 3], h2 = h[(k + 2) % 3];
+    const double s = (h0 / (h0 - h1)) * (h0 / (h0 - h2));
+    if (pos == 1) vol += A * s * h0 / 3.0, area += A * s;
+    else vol += A * mean - A * s * h0 / 3.0, area += A * (1.0 - s);
 }
 
 }  // namespace
@@ -46,85 +78,51 @@ TEST(KrEarthVolume, PlanesOverSquareAndBoundary)
 {
     const Solid top = Grid(7, 7, 0.0, 0.0, 10.0 / 7.0, [](double x, double y) { return 10.0 + 0.1 * x + 0.2 * y; });
     Solid base = Grid(5, 3, -1.0, -2.0, 4.4, [](double, double) { return 2.0; });
-    const KrEarthVolume v = Between(top, base);
-    EXPECT_TRUE(Close(v.cut, 100.0 * 9.5));
-    EXPECT_EQ(v.fill, 0.0);
-    EXPECT_TRUE(Close(v.cutArea, 100.0));
-    EXPECT_EQ(v.fillArea, 0.0);
-    EXPECT_TRUE(Close(v.net, v.cut));
-
-    // The other way round, and with the second surface's winding reversed.
-    const KrEarthVolume w = Between(Flipped(base), top);
-    EXPECT_TRUE(Close(w.fill, 950.0));
-    EXPECT_EQ(w.cut, 0.0);
-    EXPECT_TRUE(Close(w.fillArea, 100.0));
-    EXPECT_TRUE(Close(w.net, -950.0));
-
+    ExpectVolume(Between(top, base), 100.0 * 9.5, 0.0, 100.0, 0.0);
+    // The other way round, with the first surface's winding reversed (either
+    // winding is accepted).
+    Solid flipped = base;
+    for (auto& t : flipped.ids) std::swap(t.nID[1], t.nID[2]);
+    ExpectVolume(Between(flipped, top), 0.0, 950.0, 0.0, 100.0);
     // A boundary over the left half (clockwise, closing point repeated,
-    // reaching past the surfaces): 50 x (8 + 0.25 + 1).
-    KrEarthVolumeOptions half;
+    // reaching past the surfaces): 50 x (8 + 0.25 + 1). A non-convex
+    // (L-shaped) boundary with a corner in line with its neighbours:
+    // [0,10]x[0,5] (450) and [0,5]x[5,10] (25 x 9.75).
+    KrEarthVolumeOptions half, ell;
     half.boundary = {{-3, -3, 0}, {-3, 13, 0}, {5, 13, 0}, {5, -3, 0}, {-3, -3, 0}};
-    const KrEarthVolume h = Between(top, base, half);
-    EXPECT_TRUE(Close(h.cut, 462.5));
-    EXPECT_TRUE(Close(h.cutArea, 50.0));
-
-    // A non-convex (L-shaped) boundary with a corner in line with its
-    // neighbours: [0,10]x[0,5] (450) and [0,5]x[5,10] (25 x 9.75).
-    KrEarthVolumeOptions ell;
+    ExpectVolume(Between(top, base, half), 462.5, 0.0, 50.0, 0.0);
     ell.boundary = {{0, 0, 0}, {10, 0, 0}, {10, 5, 0}, {7, 5, 0}, {5, 5, 0}, {5, 10, 0}, {0, 10, 0}};
-    const KrEarthVolume l = Between(top, base, ell);
-    EXPECT_TRUE(Close(l.cut, 450.0 + 243.75));
-    EXPECT_TRUE(Close(l.cutArea, 75.0));
+    ExpectVolume(Between(top, base, ell), 450.0 + 243.75, 0.0, 75.0, 0.0);
 }
 
 // A square pyramid (apex 6 over a 10 x 10 base) against planes: the whole
-// pyramid over z = 0, and against z = 3, where the surfaces cross along a
-// square: 25 of volume above (a pyramid of height 3 on a 5 x 5 base) and
-// 300 - (200 - 25) below; the zero line is that square, closed.
+// pyramid over z = 0 (its base on the plane: every vertex at z = 0 exactly
+// on it), and against z = 3, where the surfaces cross along a square: 25 of
+// volume above (a pyramid of height 3 on a 5 x 5 base) and 300 - (200 - 25)
+// below; the zero line is that square, closed. The same against the level
+// directly.
 TEST(KrEarthVolume, PyramidAgainstPlanes)
 {
     Solid pyr;
     pyr.pts = {{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, {5, 5, 6}};
     pyr.ids = {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}, {3, 0, 4}};
-    const Solid ground = Grid(3, 4, -2.0, -1.0, 5.0, [](double, double) { return 0.0; });
-    const KrEarthVolume v = Between(pyr, ground);
-    EXPECT_TRUE(Close(v.cut, 200.0));
-    EXPECT_EQ(v.fill, 0.0);
-    // The apex row of the pyramid lies on the plane's edges, its base on the
-    // plane: every vertex on z = 0 is exactly on it.
-    EXPECT_TRUE(Close(v.cutArea, 100.0));
-
-    const Solid mid = Grid(3, 3, -1.0, -1.0, 4.5, [](double, double) { return 3.0; });
+    ExpectVolume(Between(pyr, Grid(3, 4, -2.0, -1.0, 5.0, [](double, double) { return 0.0; })), 200.0, 0.0, 100.0, 0.0);
     KrEarthVolumeOptions opt;
     opt.zeroLine = true;
-    const KrEarthVolume c = Between(pyr, mid, opt);
-    EXPECT_TRUE(Close(c.cut, 25.0));
-    EXPECT_TRUE(Close(c.fill, 125.0));
-    EXPECT_TRUE(Close(c.cutArea, 25.0));
-    EXPECT_TRUE(Close(c.fillArea, 75.0));
-    ASSERT_EQ(c.zeroLines.size(), 1u);
-    const CKrPolyLine& z = c.zeroLines[0];
-    EXPECT_TRUE(z.IsClosed());
-    EXPECT_TRUE(Close(z.GetLength2d(), 20.0, 1e-9));
-    for (const CKrPoint3d& p : z.GetVerts()) {
-        const double r = std::max(std::fabs(p.x - 5.0), std::fabs(p.y - 5.0));
-        EXPECT_NEAR(r, 2.5, 1e-9) << p.x << " " << p.y;
-        EXPECT_NEAR(p.z, 3.0, 1e-9);
-    }
-
-    // The same against the level plane directly.
     KrEarthVolume lv;
     ASSERT_TRUE(KrVolumeToLevel(pyr.pts, pyr.ids, 3.0, opt, lv)) << lv.error;
-    EXPECT_TRUE(Close(lv.cut, 25.0));
-    EXPECT_TRUE(Close(lv.fill, 125.0));
-    EXPECT_TRUE(Close(lv.fillArea, 75.0));
-    ASSERT_EQ(lv.zeroLines.size(), 1u);
-    EXPECT_TRUE(Close(lv.zeroLines[0].GetLength2d(), 20.0, 1e-9));
+    for (const KrEarthVolume& v : {Between(pyr, Grid(3, 3, -1.0, -1.0, 4.5, [](double, double) { return 3.0; }), opt), lv}) {
+        ExpectVolume(v, 25.0, 125.0, 25.0, 75.0);
+        ExpectZeroLine(v, true, 20.0, [](const CKrPoint3d& p) {
+            return std::fabs(std::max(std::fabs(p.x - 5.0), std::fabs(p.y - 5.0)) - 2.5) + std::fabs(p.z - 3.0);
+        });
+    }
 }
 
 // Two tilted planes crossing along x + y = 10, with triangulations whose
 // edges do not follow that line: cut and fill are each a triangle of area 50
-// with the difference rising to 10 at one corner: 50 x 10 / 3.
+// with the difference rising to 10 at one corner: 50 x 10 / 3. The zero
+// line runs across the square along x + y = 10.
 TEST(KrEarthVolume, CrossingSurfaces)
 {
     const Solid a = Grid(3, 3, 0.0, 0.0, 10.0 / 3.0, [](double x, double) { return x; });
@@ -132,19 +130,8 @@ TEST(KrEarthVolume, CrossingSurfaces)
     KrEarthVolumeOptions opt;
     opt.zeroLine = true;
     const KrEarthVolume v = Between(a, b, opt);
-    EXPECT_GT(v.cut, 0.0);
-    EXPECT_GT(v.fill, 0.0);
-    EXPECT_TRUE(Close(v.cut, 500.0 / 3.0));
-    EXPECT_TRUE(Close(v.fill, 500.0 / 3.0));
-    EXPECT_TRUE(Close(v.cutArea, 50.0));
-    EXPECT_TRUE(Close(v.fillArea, 50.0));
-    EXPECT_NEAR(v.net, 0.0, 1e-9);
-    // The zero line: one open line across the square along x + y = 10.
-    ASSERT_EQ(v.zeroLines.size(), 1u);
-    const CKrPolyLine& z = v.zeroLines[0];
-    EXPECT_FALSE(z.IsClosed());
-    EXPECT_TRUE(Close(z.GetLength2d(), 10.0 * std::sqrt(2.0), 1e-9));
-    for (const CKrPoint3d& p : z.GetVerts()) EXPECT_NEAR(p.x + p.y, 10.0, 1e-9);
+    ExpectVolume(v, 500.0 / 3.0, 500.0 / 3.0, 50.0, 50.0);
+    ExpectZeroLine(v, false, 10.0 * std::sqrt(2.0), [](const CKrPoint3d& p) { return p.x + p.y - 10.0; });
 }
 
 // Real terrain: the Delaunay surface of the bundled survey points.
@@ -162,55 +149,23 @@ TEST(KrEarthVolume, JacksboroTerrain)
     CKrMeshData mesh;
     const Solid tin = earthtest::Tin(pts, mesh);
 
-    const KrEarthVolume self = Between(tin, tin);
-    EXPECT_EQ(self.cut, 0.0);
-    EXPECT_EQ(self.fill, 0.0);
-    EXPECT_EQ(self.cutArea, 0.0);
-    EXPECT_EQ(self.fillArea, 0.0);
+    ExpectVolume(Between(tin, tin), 0.0, 0.0, 0.0, 0.0, 0.0);
 
     const double level = 500.0;  // inside the relief, through many surveyed heights
     double wantCut = 0.0, wantFill = 0.0, wantCutArea = 0.0, wantFillArea = 0.0, area = 0.0;
     for (const auto& t : tin.ids) {
-        const CKrPoint3d& a = tin.pts[t[0]];
-        const CKrPoint3d& b = tin.pts[t[1]];
-        const CKrPoint3d& c = tin.pts[t[2]];
+        const CKrPoint3d &a = tin.pts[t[0]], &b = tin.pts[t[1]], &c = tin.pts[t[2]];
         const double A = 0.5 * std::fabs((b.x - a.x) * (c.y - a.y) - (c.x - a.x) * (b.y - a.y));
         area += A;
-        double h[3] = {a.z - level, b.z - level, c.z - level};
-        const double mean = (h[0] + h[1] + h[2]) / 3.0;
-        const int pos = (h[0] > 0) + (h[1] > 0) + (h[2] > 0), neg = (h[0] < 0) + (h[1] < 0) + (h[2] < 0);
-        if (neg == 0) {
-            if (pos > 0) wantCut += A * mean, wantCutArea += A;
-            continue;
-        }
-        if (pos == 0) {
-            wantFill -= A * mean, wantFillArea += A;
-            continue;
-        }
-        // One corner alone on its side of the level: the part at it is a
-        // similar triangle scaled by h0 / (h0 - h1) and h0 / (h0 - h2).
-        const bool lonePos = pos == 1;
-        int k = 0;
-        while ((lonePos ? !(h[k] > 0) : !(h[k] < 0))) ++k;
-        const double h0 = h[k], h1 = h[(k + 1) % 3], h2 = h[(k + 2) % 3];
-        const double s = (h0 / (h0 - h1)) * (h0 / (h0 - h2));
-        const double loneVol = A * s * h0 / 3.0;  // signed
-        if (lonePos) {
-            wantCut += loneVol, wantCutArea += A * s;
-            wantFill += loneVol - A * mean, wantFillArea += A * (1.0 - s);
-        } else {
-            wantFill -= loneVol, wantFillArea += A * s;
-            wantCut += A * mean - loneVol, wantCutArea += A * (1.0 - s);
-        }
+        const double h[3] = {a.z - level, b.z - level, c.z - level}, g[3] = {-h[0], -h[1], -h[2]};
+        PositivePart(h, A, wantCut, wantCutArea);
+        PositivePart(g, A, wantFill, wantFillArea);
     }
     ASSERT_GT(wantCut, 0.0);
     ASSERT_GT(wantFill, 0.0);
     KrEarthVolume lv;
     ASSERT_TRUE(KrVolumeToLevel(tin.pts, tin.ids, level, {}, lv)) << lv.error;
-    EXPECT_TRUE(Close(lv.cut, wantCut, 1e-11));
-    EXPECT_TRUE(Close(lv.fill, wantFill, 1e-11));
-    EXPECT_TRUE(Close(lv.cutArea, wantCutArea, 1e-11));
-    EXPECT_TRUE(Close(lv.fillArea, wantFillArea, 1e-11));
+    ExpectVolume(lv, wantCut, wantFill, wantCutArea, wantFillArea, 1e-11);
     EXPECT_TRUE(Close(lv.cutArea + lv.fillArea, area, 1e-11));
     // The mesh form gives the same (its triangles come in another order).
     KrEarthVolume lm;
@@ -227,11 +182,8 @@ TEST(KrEarthVolume, JacksboroTerrain)
         for (const CKrPoint3d& p : l.GetVerts()) sub.push_back(p);
     CKrMeshData coarseMesh;
     const Solid coarse = earthtest::Tin(sub, coarseMesh);
-    KrEarthVolumeOptions one, many;
-    one.threads = 1;
-    many.threads = 3;
-    const KrEarthVolume ab = Between(tin, coarse, one);
-    const KrEarthVolume ab3 = Between(tin, coarse, many);
+    const KrEarthVolume ab = Between(tin, coarse, {{}, false, 1});
+    const KrEarthVolume ab3 = Between(tin, coarse, {{}, false, 3});
     const KrEarthVolume ba = Between(coarse, tin);
     EXPECT_GT(ab.cut, 1000.0);
     EXPECT_GT(ab.fill, 1000.0);
@@ -256,9 +208,7 @@ TEST(KrEarthVolume, BadInput)
     b.ids[1] = KrTesGeo::_sTri_ID(0, 1, 99);
     KrEarthVolume v;
     EXPECT_FALSE(KrVolumeBetween(a.pts, a.ids, b.pts, b.ids, {}, v));
-    EXPECT_NE(v.error.find("second surface"), std::string::npos) << v.error;
-    EXPECT_NE(v.error.find("triangle 1"), std::string::npos) << v.error;
-    EXPECT_NE(v.error.find("99"), std::string::npos) << v.error;
+    EXPECT_NE(v.error.find("second surface: triangle 1 names point 99"), std::string::npos) << v.error;
     EXPECT_EQ(v.cut, 0.0);
 
     Solid nan = a;
@@ -267,11 +217,10 @@ TEST(KrEarthVolume, BadInput)
     EXPECT_NE(v.error.find("point 4"), std::string::npos) << v.error;
     EXPECT_FALSE(KrVolumeToLevel(a.pts, a.ids, std::nan(""), {}, v));
 
-    KrEarthVolumeOptions opt;
-    opt.boundary = {{0, 0, 0}, {1, 1, 0}, {0, 0, 0}};
-    EXPECT_FALSE(KrVolumeToLevel(a.pts, a.ids, 0.0, opt, v));
-    EXPECT_NE(v.error.find("boundary"), std::string::npos) << v.error;
-    opt.boundary = {{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 2, 0}};  // a bow tie: no area
-    EXPECT_FALSE(KrVolumeToLevel(a.pts, a.ids, 0.0, opt, v));
-    EXPECT_NE(v.error.find("boundary"), std::string::npos) << v.error;
+    // Two distinct corners; a bow tie, of no area.
+    for (const KrEarthVolumeOptions& opt : {KrEarthVolumeOptions{{{0, 0, 0}, {1, 1, 0}, {0, 0, 0}}},
+                                            KrEarthVolumeOptions{{{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 2, 0}}}}) {
+        EXPECT_FALSE(KrVolumeToLevel(a.pts, a.ids, 0.0, opt, v));
+        EXPECT_NE(v.error.find("boundary"), std::string::npos) << v.error;
+    }
 }
