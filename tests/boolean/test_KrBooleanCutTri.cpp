@@ -1,9 +1,7 @@
 // The planar re-triangulation of a triangle cut by section segments.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
-#include <random>
 #include <set>
 #include <utility>
 #include <vector>
@@ -86,54 +84,6 @@ TEST(KrCutTriangulator, SegmentsBecomeFlaggedEdges)
     // Fewer than three points or a clockwise triangle give nothing.
     CKrCutTriangulator cw({{0, 0, 0}, {0, 10, 0}, {10, 0, 0}});
     EXPECT_FALSE(cw.Run({0, 1, 2}, {}, {}));
-}
-
-TEST(KrCutTriangulator, PointsARoundingErrorOffTheEdges)
-{
-    // A skew triangle with many points interpolated along its edges (so they
-    // lie a rounding error off them), interior points and a chain of
-    // segments between them.
-    std::mt19937_64 rng(42);
-    std::uniform_real_distribution<double> u(0.0, 1.0);
-    const CKrPoint3d c[3] = {{0.1, 0.3, 0}, {1234.567, 17.1, 0}, {300.3, 987.65, 0}};
-    std::vector<CKrPoint3d> pts(c, c + 3);
-    std::vector<int> boundary;
-    for (int k = 0; k < 3; ++k) {
-        boundary.push_back(k);
-        std::vector<double> ts;
-        for (int i = 0; i < 25; ++i) ts.push_back(u(rng));
-        std::sort(ts.begin(), ts.end());
-        for (double t : ts) {
-            boundary.push_back(static_cast<int>(pts.size()));
-            pts.push_back(c[k] + (c[(k + 1) % 3] - c[k]) * t);
-        }
-    }
-    std::vector<std::pair<int, int>> segs;
-    for (int i = 0; i < 200; ++i) {
-        double a = u(rng), b = u(rng);
-        if (a + b > 1.0) a = 1.0 - a, b = 1.0 - b;
-        pts.push_back(c[0] + (c[1] - c[0]) * a + (c[2] - c[0]) * b);
-    }
-    // A chain through the interior points near the centre, in x order (so
-    // it cannot cross itself), and a cut across the corner at c[1], clear of
-    // the chain.
-    const CKrPoint3d centre = (c[0] + c[1] + c[2]) * (1.0 / 3.0);
-    std::vector<int> chain;
-    for (int i = 3 + 75; i < static_cast<int>(pts.size()); ++i)
-        if (pts[i].Distance(centre) < 150.0) chain.push_back(i);
-    ASSERT_GE(chain.size(), 3u);
-    std::sort(chain.begin(), chain.end(), [&](int a, int b) { return pts[a].x < pts[b].x; });
-    for (std::size_t i = 0; i + 1 < chain.size(); ++i) segs.emplace_back(chain[i], chain[i + 1]);
-    segs.emplace_back(boundary[24], boundary[28]);
-
-    CKrCutTriangulator cdt(pts);
-    ASSERT_TRUE(cdt.Run(boundary, {}, segs));
-    ExpectTiling(cdt, pts);
-    for (const auto& s : segs) EXPECT_TRUE(cdt.IsFlagged(s.first, s.second) || !HasEdge(cdt, s.first, s.second));
-    // Every boundary piece is an edge of the result: the triangle's
-    // neighbours see exactly these pieces.
-    for (std::size_t k = 0; k < boundary.size(); ++k)
-        EXPECT_TRUE(HasEdge(cdt, boundary[k], boundary[(k + 1) % boundary.size()])) << k;
 }
 
 }  // namespace
