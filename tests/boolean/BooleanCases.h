@@ -26,16 +26,11 @@ inline bool Compose(CKrSolidBoolean& sol, int op, CKrMeshData& r)
                      : sol.Diference_B_And_A(r);
 }
 
-class EngineScope {
-public:
-    explicit EngineScope(CKrMeshBoolean::CutEngine e) : m_saved(CKrMeshBoolean::GetCutEngine())
-    {
-        CKrMeshBoolean::SetCutEngine(e);
-    }
-    ~EngineScope() { CKrMeshBoolean::SetCutEngine(m_saved); }
-
-private:
-    CKrMeshBoolean::CutEngine m_saved;
+// Selects a cut engine for its lifetime.
+struct EngineScope {
+    const CKrMeshBoolean::CutEngine saved = CKrMeshBoolean::GetCutEngine();
+    explicit EngineScope(CKrMeshBoolean::CutEngine e) { CKrMeshBoolean::SetCutEngine(e); }
+    ~EngineScope() { CKrMeshBoolean::SetCutEngine(saved); }
 };
 
 // A closed surface with bumps (radius 10 +- 1.5), turned about the vertical

@@ -34,20 +34,16 @@ private:
     uint64_t m_s;
 };
 
-// A uniformly random rotation about the origin, then a shift.
-Solid Placed(Solid s, Rng& rng, const CKrPoint3d& shift)
+// A uniformly random rotation about the origin (a uniform unit quaternion
+// as axis and angle), then a shift.
+Solid Placed(const Solid& s, Rng& rng, const CKrPoint3d& shift)
 {
     const double u1 = rng.Uniform(), u2 = rng.Uniform() * 2 * M_PI, u3 = rng.Uniform() * 2 * M_PI;
     const double qw = std::sqrt(1 - u1) * std::sin(u2), qx = std::sqrt(1 - u1) * std::cos(u2);
-    const double qy = std::sqrt(u1) * std::sin(u3), qz = std::sqrt(u1) * std::cos(u3);
-    const double m[3][3] = {{1 - 2 * (qy * qy + qz * qz), 2 * (qx * qy - qz * qw), 2 * (qx * qz + qy * qw)},
-                            {2 * (qx * qy + qz * qw), 1 - 2 * (qx * qx + qz * qz), 2 * (qy * qz - qx * qw)},
-                            {2 * (qx * qz - qy * qw), 2 * (qy * qz + qx * qw), 1 - 2 * (qx * qx + qy * qy)}};
-    for (CKrPoint3d& p : s.pts)
-        p = CKrPoint3d(m[0][0] * p.x + m[0][1] * p.y + m[0][2] * p.z + shift.x,
-                       m[1][0] * p.x + m[1][1] * p.y + m[1][2] * p.z + shift.y,
-                       m[2][0] * p.x + m[2][1] * p.y + m[2][2] * p.z + shift.z);
-    return s;
+    Solid r = testmesh::Rotated(s, {0, 0, 0}, qx, std::sqrt(u1) * std::sin(u3), std::sqrt(u1) * std::cos(u3),
+                                2 * std::acos(qw));
+    for (CKrPoint3d& p : r.pts) p = p + shift;
+    return r;
 }
 
 // KRTES_BOOLEAN_ENGINE=tolerant runs the same cases through the earlier cut,
