@@ -287,17 +287,32 @@ int Cli::Main(int argc, char** argv)
         const std::vector<CLI::App*> subs = m_app.get_subcommands();
         return subs.empty() ? std::string() : subs.front()->get_name();
     };
+    // Help asked for wins over anything else on the line: a mistake, and an
+    // option that would take "--help" as its value. Only the command (the
+    // first word that is not an option) is kept.
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--") break;
+        if (a != "-h" && a != "--help") continue;
+        std::vector<char*> args{argv[0]};
+        for (int j = 1; j < argc; ++j)
+            if (argv[j][0] != '-') {
+                args.push_back(argv[j]);
+                break;
+            }
+        args.push_back(argv[i]);
+        try {
+            m_app.parse(static_cast<int>(args.size()), args.data());
+        } catch (const CLI::ParseError& e) {
+            if (e.get_exit_code() == 0) return m_app.exit(e);
+            return UsageFailure(current(), Explain(e));
+        }
+        break;  // help always ends the parse; not reached
+    }
     try {
         m_app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         if (e.get_exit_code() == 0) return m_app.exit(e);  // --help, --version
-        // Help asked for wins over a mistake elsewhere on the line (values
-        // are checked before help is looked at).
-        for (int i = 1; i < argc; ++i) {
-            const std::string a = argv[i];
-            if (a == "--") break;
-            if (a == "-h" || a == "--help") return m_app.exit(CLI::CallForHelp());
-        }
         return UsageFailure(current(), Explain(e));
     }
 

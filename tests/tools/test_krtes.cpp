@@ -210,6 +210,9 @@ TEST(Krtes, ProgramHelpVersionAndUnknownCommands)
         ExpectError(RunIn(Temp("u" + std::to_string(run++)), args), 2, "krtes: ", message);
     // Help wins over anything else on the line, even what would be an error.
     EXPECT_EQ(Krtes("boolean --op xor --help").code, 0);
+    const auto asValue = Krtes("tin --outline --help");
+    EXPECT_EQ(asValue.code, 0);
+    EXPECT_NE(asValue.out.find("--outline FILE"), std::string::npos);
 }
 
 TEST(Krtes, EveryCommandHelpAndErrors)
