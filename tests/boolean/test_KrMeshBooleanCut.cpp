@@ -115,10 +115,8 @@ double CutAlongSeam(CKrMeshData& a, CKrMeshData& b, std::size_t& seamVertsA)
     EXPECT_NEAR(segLen, len, 1e-9 * len);
     for (auto [m, v] : {std::make_pair(&a, va), std::make_pair(&b, vb)}) {
         const testmesh::SolidReport r = testmesh::Inspect(*m);
-        EXPECT_EQ(r.closed, "");
-        EXPECT_EQ(r.selfHits, 0);
+        EXPECT_TRUE(r.closed.empty() && r.selfHits == 0 && m->IsMeshOk()) << r.closed << ", " << r.selfHits;
         EXPECT_NEAR(r.volume, v, 1e-9 * v);
-        EXPECT_TRUE(m->IsMeshOk());
     }
     return len;
 }
@@ -134,7 +132,6 @@ TEST(KrMeshBooleanCut, SeamsOfCubesBarsAndSpheres)
     testmesh::Load(a, testmesh::Box(0, 0, 0, 10, 10, 10));
     testmesh::Load(b, testmesh::Box(5, 5, 5, 15, 15, 15));
     EXPECT_NEAR(CutAlongSeam(a, b, verts), 30.0, 1e-9);
-    ASSERT_NE(a.m_pOctTree, nullptr);
     testmesh::Load(c, testmesh::Box(0, 0, 0, 10, 10, 10));
     testmesh::Load(bar, testmesh::Box(6, 1, 8, 7, 2, 12));
     EXPECT_NEAR(CutAlongSeam(c, bar, verts), 4.0, 1e-9);
@@ -143,10 +140,9 @@ TEST(KrMeshBooleanCut, SeamsOfCubesBarsAndSpheres)
     // Meshes that do not meet are left as they are, without segments; a mesh
     // cannot be cut by itself.
     std::vector<CKrSeg3d> segs;
-    CKrMeshData fresh, apart;
-    testmesh::Load(fresh, testmesh::Box(0, 0, 0, 10, 10, 10));
+    CKrMeshData apart;
     testmesh::Load(apart, testmesh::Box(20, 0, 0, 30, 10, 10));
-    ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(fresh, apart, segs));
+    ASSERT_TRUE(CKrMeshBoolean::IntersectMesh(bar, apart, segs));
     EXPECT_TRUE(segs.empty());
     EXPECT_EQ(apart.TriNum(), 12);
     EXPECT_FALSE(CKrMeshBoolean::IntersectMesh(apart, apart, segs));
