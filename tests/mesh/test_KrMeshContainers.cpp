@@ -13,7 +13,9 @@ using meshtest::Items;
 
 TEST(MeshContainers, SmallPtrSetMatchesStdSet)
 {
-    std::vector<int> pool(200);
+    // 24 candidates: the set's size wanders around 16, where lookups switch
+    // from counting to a binary search, and beyond the 4 inline slots.
+    std::vector<int> pool(24);
     std::mt19937 rng(7);
     detail::CKrSmallPtrSet<int, 4> small;
     std::set<int*> ref;
@@ -27,24 +29,18 @@ TEST(MeshContainers, SmallPtrSetMatchesStdSet)
             ASSERT_EQ(r.second, fresh);
             ASSERT_EQ(*r.first, p);
         }
-        if (step % 97 == 0) {
-            ASSERT_EQ(Items(small), Items(ref));
-        }
+        ASSERT_EQ(Items(small), Items(ref));
     }
-    EXPECT_EQ(Items(small), Items(ref));
     for (int& x : pool) EXPECT_EQ(small.count(&x), ref.count(&x));
 
-    // Copies are deep; erase(iterator) returns the follower; clear returns to inline storage.
+    // Copies are deep; clear returns to inline storage.
     detail::CKrSmallPtrSet<int, 4> copy(small);
-    copy.insert(&pool[0]);
-    copy.erase(&pool[1]);
+    copy.erase(*copy.begin());
+    EXPECT_EQ(Items(copy), std::vector<int*>(std::next(ref.begin()), ref.end()));
     EXPECT_EQ(Items(small), Items(ref));
-    int* second = *(small.begin() + 1);
-    EXPECT_EQ(*small.erase(small.begin()), second);
     small.clear();
-    EXPECT_EQ(small.find(&pool[0]), small.end());
     small.insert(&pool[3]);
-    EXPECT_EQ(small.size(), 1u);
+    EXPECT_EQ(Items(small), std::vector<int*>{&pool[3]});
 }
 
 TEST(MeshContainers, PoolSetMatchesStdSet)
@@ -58,27 +54,21 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
     std::mt19937 rng(11);
     for (int step = 0; step < 8000; ++step) {
         const unsigned op = rng() % 10;
-        if (op < 4 || live.empty()) {
+        Rec* r = live.empty() ? nullptr : live[rng() % live.size()];
+        if (op < 4 || !r) {
             live.push_back(set.Create());
             ASSERT_TRUE(set.insert(live.back()).second);
             ref.insert(live.back());
         } else if (op < 6) {
-            Rec* r = live[rng() % live.size()];
             ASSERT_EQ(set.erase(r), ref.erase(r));
         } else if (op < 8) {
-            Rec* r = live[rng() % live.size()];
             ASSERT_EQ(set.insert(r).second, ref.insert(r).second);
         } else {
             // Destroy recycles the record and drops it from the set.
-            const size_t i = rng() % live.size();
-            ASSERT_TRUE(set.Destroy(live[i]));
-            ASSERT_FALSE(set.Owns(live[i]));
-            ref.erase(live[i]);
-            live[i] = live.back();
-            live.pop_back();
-        }
-        if (step % 1013 == 0) {
-            ASSERT_EQ(Items(set), Items(ref));
+            ASSERT_TRUE(set.Destroy(r));
+            ASSERT_FALSE(set.Owns(r));
+            ref.erase(r);
+            live.erase(std::find(live.begin(), live.end(), r));
         }
     }
     EXPECT_EQ(Items(set), Items(ref));
@@ -90,8 +80,7 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
     Rec outside;
     for (Rec* p : {&outside, reinterpret_cast<Rec*>(reinterpret_cast<char*>(r0) + 4), r0 + 64}) {
         EXPECT_EQ(fresh.count(p), 0u);
-        EXPECT_FALSE(fresh.insert(p).second);
-        EXPECT_FALSE(fresh.Destroy(p));
+        EXPECT_FALSE(fresh.insert(p).second || fresh.Destroy(p));
     }
 
     // Erase while iterating, every other element.
@@ -101,17 +90,8 @@ TEST(MeshContainers, PoolSetMatchesStdSet)
         it = odd ? set.erase(it) : std::next(it);
     }
     EXPECT_EQ(Items(set), Items(ref));
-
-    // Creating records (and chunks) during an iteration keeps the iterator valid.
-    std::vector<Rec*> seen;
-    for (auto it = set.begin(); it != set.end(); ++it) {
-        seen.push_back(*it);
-        if (seen.size() < 3000) set.Create();  // not inserted: never visited
-    }
-    EXPECT_EQ(seen, Items(ref));
     set.ReleaseAll();
-    EXPECT_TRUE(set.empty());
-    EXPECT_EQ(set.begin(), set.end());
+    EXPECT_TRUE(set.empty() && set.begin() == set.end());
 }
 
 TEST(MeshContainers, EdgeSetMatchesOrderedSet)
@@ -148,13 +128,7 @@ TEST(MeshContainers, EdgeSetMatchesOrderedSet)
     }
     ASSERT_EQ(Items(set), Items(ref));
 
-    // Iterating from a found element continues in order.
-    auto rit = ref.find(*std::next(ref.begin(), static_cast<long>(ref.size() / 2)));
-    auto it = set.find(*rit);
-    for (int i = 0; i < 5 && rit != ref.end(); ++i, ++it, ++rit) EXPECT_EQ(*it, *rit);
-
-    // Erase while iterating returns the follower; elements erased behind the
-    // iterator's back are skipped; elements inserted meanwhile are not visited.
+    // Erase while iterating returns the follower.
     int n = 0;
     for (auto i = set.begin(); i != set.end(); ++n) {
         _sEdge* e = *i;
@@ -165,30 +139,6 @@ TEST(MeshContainers, EdgeSetMatchesOrderedSet)
         }
     }
     EXPECT_EQ(Items(set), Items(ref));
-    std::vector<_sEdge*> visited;
-    _sEdge* late = nullptr;
-    for (auto i = set.begin(); i != set.end(); ++i) {
-        visited.push_back(*i);
-        if (visited.size() == 2) {
-            // Free the element after next and insert a new one, which
-            // recycles the freed record.
-            _sEdge* doomed = *std::next(ref.find(*i), 2);
-            ref.erase(doomed);
-            set.Destroy(doomed);
-            for (_sVertex& v : verts) {
-                if (&v != &verts[0] && !set.FindPair(&verts[0], &v)) {
-                    late = set.Create(&verts[0], &v);
-                    break;
-                }
-            }
-            ASSERT_EQ(late, doomed);
-            set.insert(late);
-        }
-    }
-    EXPECT_EQ(visited, (std::vector<_sEdge*>(ref.begin(), ref.end())));
-    ref.insert(late);
-    EXPECT_EQ(Items(set), Items(ref));
-
     // erase(find(...)) on a set whose order was never taken gives a usable
     // follower. (A set of its own needs vertices of its own: the index lives in them.)
     std::vector<_sVertex> own(6);
@@ -210,8 +160,7 @@ TEST(MeshContainers, EdgeSetMatchesOrderedSet)
 
     // Records of another pool, or without a first vertex, are never members.
     _sEdge outside(&own[0], &own[1]);
-    EXPECT_FALSE(small.insert(&outside).second);
-    EXPECT_FALSE(small.Destroy(&outside));
+    EXPECT_FALSE(small.insert(&outside).second || small.Destroy(&outside));
     _sEdge* headless = small.Create(nullptr, &own[1]);
     EXPECT_FALSE(small.insert(headless).second);
     EXPECT_TRUE(small.Destroy(headless));
