@@ -21,6 +21,7 @@ public:
         return CKrMeshTrans::IntersectTriAndPlane3D(t, p, n, a, b, conv, edge, 1e-6);
     }
     static void Sign(const CKrMeshTrans& m, const std::vector<CKrPoint3d>& poly) { m.SignTrisInPolygon(poly); }
+    static bool Fill(CKrMeshTrans& m, const CKrPoint3d& p, std::vector<_sTri*>& o) { return m.GetOneSideTrisByOnePt(p, o); }
     static void Sort(CKrMeshTrans& m, CKrMeshData& other, Lists& l, CKrTri3d& seed)
     {
         for (auto& x : l) x.clear();
@@ -100,6 +101,11 @@ TEST(MeshTransSign, TrianglesWhoseCentroidIsInsideThePolygon)
         marked += t->nSign[0] == 1;
     }
     EXPECT_EQ(marked, 10);
+    // The marks stop a fill: from a corner it takes the 40 others, each once.
+    std::vector<_sTri*> ring;
+    ASSERT_TRUE(Access::Fill(trans, CKrPoint3d(0.2, 0.1, 0.2), ring));
+    EXPECT_EQ(ring.size(), 40u);
+    EXPECT_EQ(std::set<_sTri*>(ring.begin(), ring.end()).size(), 40u);
     // Centroids (1 + 1/3, j + 2/3) lie on the edge x = 4/3: not marked.
     Access::Sign(trans, {{0, 0, 0}, {4.0 / 3.0, 0, 0}, {4.0 / 3.0, 5, 0}, {0, 5, 0}});
     for (const _sTri* t : mesh.m_setTri) EXPECT_EQ(t->nSign[0], Centroid(t).x < 1.3 ? 1 : 0);
