@@ -6,7 +6,6 @@
 #include <map>
 #include <set>
 
-#include "boolean/KrBooleanCut.h"
 #include "KrTesGeometry/boolean/KrMeshBoolean.h"
 #include "support/KrTestMeshes.h"
 
@@ -293,8 +292,7 @@ TEST(KrMeshBooleanClassify, CannotClassify)
     ASSERT_NE(flat, nullptr);
     s.Run(a, b);
     EXPECT_FALSE(s.ok);
-    ASSERT_EQ(s.fifth.size(), 1u);
-    EXPECT_EQ(s.fifth[0], flat);
+    EXPECT_TRUE(s.fifth.size() == 1 && s.fifth[0] == flat) << s.fifth.size();
     s.ExpectPartition(b);
 }
 
