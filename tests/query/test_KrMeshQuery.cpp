@@ -24,8 +24,6 @@ struct Searches : CKrMeshQuery {
 
 using testmesh::Load;
 
-void Load(CKrMeshData& mesh, const testmesh::Pts& pts, const testmesh::Ids& ids) { mesh.InputData(pts, ids, true); }
-
 // The highest z over (x, y) of any triangle holding the point in plan, by
 // plain barycentric coordinates over every triangle.
 bool BruteMapPoint(const CKrMeshData& mesh, double x, double y, double& z)
@@ -99,7 +97,7 @@ TEST(MeshQueryMapPoint, TopSheetWinsAndOffSurfaceFails)
     // z = 1 + 0.1 x from x = 10 back to 2, joined by a vertical face).
     testmesh::Pts pts = {{0, 0, 0}, {10, 0, 0}, {10, 5, 0}, {0, 5, 0}, {2, 0, 1.2}, {2, 5, 1.2}, {10, 0, 2}, {10, 5, 2}};
     CKrMeshData fold;
-    Load(fold, pts, {{0, 1, 2}, {0, 2, 3}, {1, 6, 7}, {1, 7, 2}, {6, 4, 5}, {6, 5, 7}});
+    Load(fold, {pts, {{0, 1, 2}, {0, 2, 3}, {1, 6, 7}, {1, 7, 2}, {6, 4, 5}, {6, 5, 7}}});
     Q q(fold);
     double z = -7.0;
     for (auto [x, want] : {std::pair{6.0, 1.6}, {1.0, 0.0}, {10.0, 2.0}}) {  // x = 10: the fold's top edge
@@ -175,7 +173,7 @@ TEST(MeshQueryHitTest, SidesOfClosedMeshes)
     pts.emplace_back(0.0, 0.0, 10.0);
     const testmesh::Ids ids = {{0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 2, 1}};
     CKrMeshData needle;
-    Load(needle, pts, ids);
+    Load(needle, {pts, ids});
     CGeoVector n[3];
     for (int k = 0; k < 3; ++k) {
         n[k] = CGeoVector(pts[ids[k][1]] - pts[ids[k][0]]) ^ CGeoVector(pts[ids[k][2]] - pts[ids[k][0]]);
@@ -226,7 +224,7 @@ TEST(MeshQueryOutline, LoopsOfMeshesWithHoles)
 
     // An isolated triangle has no outline.
     CKrMeshData one;
-    Load(one, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}});
+    Load(one, {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}}});
     EXPECT_FALSE(Q(one).GetOutline(outer));
 }
 
