@@ -179,8 +179,6 @@ TEST(Collision, ContactOrTheClosestCentroids)
         {"box into box", Box(0, 2), Box(1.1, 2), true},
         {"box in the corner of a hollow box", Box(0, 10), Box(0, 2), true},
         {"side by side", Grid(30, 30, 0, 0, 1, Wave), Grid(30, 30, 40, 5, 1, Wave), false},
-        {"stacked", Grid(20, 20, 0, 0, 1, Wave), Grid(20, 20, 3, -4, 1.3, [](double x, double y) { return 9 + Wave(y, x); }),
-         false},
         {"nested", Box(0, 10), Box(4, 2), false},
         {"nested, inner first", Box(4, 2), Box(0, 10), false},
     };
@@ -232,7 +230,7 @@ TEST(Collision, PairLoopAgreesWithAPlainDoubleLoop)
     EXPECT_TRUE(c.IsColl());
 }
 
-TEST(Collision, ContactToleranceTouchingBoxesAndTies)
+TEST(Collision, ContactToleranceAndTies)
 {
     // Two tiny parallel triangles that do not meet count as in contact when
     // their centroids are within 1e-6 (the band is closed), not farther.
@@ -247,26 +245,9 @@ TEST(Collision, ContactToleranceTouchingBoxesAndTies)
         EXPECT_NEAR(c.DistClose(), gap, 1e-12);
     }
 
-    // Boxes that only touch still have their triangles measured: a decoy
-    // measured first holds a distance (0.5) shorter than the centroid
-    // distance of the pair that shares a corner (about 1.49), so only the
-    // box test brings that pair in.
     const CKrPoint3d p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0);
     CGeDataTriMesh one;
     AddTri(one, p0, p1, p2);
-    for (bool decoyFirst : {true, false}) {
-        CGeDataTriMesh other;
-        auto decoy = [&] { AddTri(other, CKrPoint3d(0, 0, 0.5), CKrPoint3d(1, 0, 0.5), CKrPoint3d(0, 1, 0.5)); };
-        auto corner = [&] { AddTri(other, p1, CKrPoint3d(2, 0, 1), CKrPoint3d(2, 1, 1)); };
-        if (decoyFirst) decoy(), corner();
-        else corner(), decoy();
-        // Pairs are measured in the order of the triangle records' addresses.
-        const bool decoyMeasuredFirst = std::less<const void*>()(other.GetTri(0), other.GetTri(1)) == decoyFirst;
-        if (!decoyMeasuredFirst) continue;
-        CCollision c;
-        EXPECT_TRUE(Access::PairLoop(c, one, other, AllTris(one), AllTris(other)));
-        EXPECT_TRUE(c.IsColl() && c.DistClose() == 0.0);
-    }
 
     // Two pairs at exactly the same distance: the first measured is kept.
     CGeDataTriMesh mirrored;

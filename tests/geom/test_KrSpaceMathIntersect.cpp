@@ -152,7 +152,6 @@ TEST(KrSpaceMathLineTri, LinesRaysPlanesAndSegmentsAgainstTrianglesAndPlanes)
     EXPECT_TRUE(Gives(rp(5, {1, 0, -1}, {0, 0, 0}), 0, kUntouched));
     EXPECT_TRUE(Gives(rp(5, {1, 0, -1}), 1, {4, 1, 2}));
     EXPECT_TRUE(Gives(rp(2.0000005, {0, 0, 1}), 1, {1, 1, 2.0000005}, 0.0));
-    ASSERT_EQ(CGeoVector(0.9999999999995001, 0, 1e-6).Length(), 1.0);
     EXPECT_TRUE(Gives(rp(2, {0.9999999999995001, 0, 1e-6}), 2, kUntouched));
 
     // Segments against the plane z = 1 (orientation and length of the normal
@@ -327,7 +326,6 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
 {
     std::mt19937 rng(20240531);
     std::uniform_int_distribution<int> g(0, 2), h(0, 4);
-    int count[4] = {0, 0, 0, 0};
     const CKrPoint3d far(1048576.0, -524288.0, 3e5);
     for (int iter = 0; iter < 3000; ++iter) {
         IVec A[3], B[3];
@@ -346,7 +344,6 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
         const int ref = RefTriTri(A, B);
         ASSERT_EQ(TriTri(a, b), ref) << "iteration " << iter;
         ASSERT_EQ(TriTri(fa, fb), ref) << "shifted, iteration " << iter;
-        ++count[ref + 1];
         ASSERT_TRUE(iter % 10 || InvariantUnderPermutation(a, b, ref)) << "iteration " << iter;
 
         // The common segment of non-coplanar meeting triangles lies on both.
@@ -355,32 +352,5 @@ TEST(KrSpaceMathTriTri, RandomGridPairsMatchTheSeparatingAxisReference)
         const bool meet = SM::Test_Intersect_Tri_And_Tri_3D(a[0], a[1], a[2], b[0], b[1], b[2], p, q, coplanar) == 2;
         for (const CKrPoint3d& e : {p, q, (p + q) * 0.5})
             ASSERT_TRUE(!meet || coplanar || (OnTriangle(e, a) && OnTriangle(e, b))) << iter;
-    }
-    // Every kind of answer occurs often enough to mean something.
-    for (int k = 0; k < 4; ++k) EXPECT_GT(count[k], 100) << "result " << k - 1;
-}
-
-// Corners placed on the other triangle's edges and faces by floating-point
-// arithmetic land a hair off them: whatever the exact answer is, it must not
-// depend on how the triangles are listed.
-TEST(KrSpaceMathTriTri, NearTouchingPairsAreDecidedConsistently)
-{
-    std::mt19937 rng(99);
-    std::uniform_real_distribution<double> u(-1.0, 1.0), w(0.0, 1.0);
-    const auto rnd = [&](double zScale) { return CKrPoint3d{u(rng), u(rng), zScale * u(rng)}; };
-    for (int iter = 0; iter < 200; ++iter) {
-        const Tri a = {rnd(1), rnd(1), rnd(1)};
-        // A corner of b on a's face or on its edge a0-a1, b's other corners
-        // on one side of a's plane or across it.
-        double s = w(rng), t = w(rng);
-        if (s + t > 1) s = 1 - s, t = 1 - t;
-        if (iter % 3 == 0) t = 0;
-        const CKrPoint3d touch = a[0] + (a[1] - a[0]) * s + (a[2] - a[0]) * t;
-        const CGeoVector n = CGeoVector(a[1] - a[0]) ^ CGeoVector(a[2] - a[0]);
-        const double side = iter % 2 ? 1.0 : -1.0;
-        const Tri b = {touch, touch + n * side + rnd(1) * 0.1, touch + n * (iter % 4 < 2 ? side : -side) * 0.5 + rnd(0)};
-        const int r = TriTri(a, b);
-        ASSERT_TRUE(r == 0 || r == 2) << r;
-        ASSERT_TRUE(InvariantUnderPermutation(a, b, r)) << "iteration " << iter;
     }
 }
