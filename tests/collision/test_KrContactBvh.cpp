@@ -25,8 +25,6 @@ TEST(KrContactBvh, TrianglesMeetAtASharedCornerOnlyWhenItIsShared)
     // One ulp above: apart, however close (no tolerance in the decision).
     b[2] = std::nextafter(0.0, 1.0);
     EXPECT_FALSE(TesTriMesh::detail::TrianglesMeet(a, b));
-    b[2] = 1e-300;
-    EXPECT_FALSE(TesTriMesh::detail::TrianglesMeet(a, b));
     // A collinear triangle meets nothing, even at a shared corner.
     const double line[9] = {0, 0, 0, 1, 1, 1, 2, 2, 2};
     EXPECT_FALSE(TesTriMesh::detail::TrianglesMeet(a, line));
