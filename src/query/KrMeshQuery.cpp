@@ -169,6 +169,9 @@ double SampledNearestDist2(const CKrMeshData& mesh, const CKrPoint3d& pt)
     std::size_t i = 0;
     for (const _sTri* t : mesh.m_setTri) {
         if (i++ % stride != 0) continue;
+        // Only triangles the search can answer with bound it: a degenerate
+        // one at distance 0 would leave the search nothing to find.
+        if (CKrSpaceMath::IsTriDegenerate(P(t, 0), P(t, 1), P(t, 2))) continue;
         const double d = CKrSpaceMath::CalDistPtToTri(pt, P(t, 0), P(t, 1), P(t, 2));
         if (d != -1.0 && d < sampled) sampled = d;
     }
@@ -176,18 +179,26 @@ double SampledNearestDist2(const CKrMeshData& mesh, const CKrPoint3d& pt)
 }
 
 // The nearest triangles to pt within the squared distance `best`, which
-// comes back as theirs; distances equal within the tie tolerance tie.
-// Degenerate triangles cannot decide a side and are passed over.
+// comes back as theirs: every triangle within the tie tolerance of the
+// smallest distance, in the octree's order. Ties are measured from the
+// smallest distance itself, not from the best one met so far, so that the
+// answer does not depend on the order the triangles are visited in or on
+// the starting bound (which comes from a sample of the mesh in memory
+// order). Degenerate triangles cannot decide a side and are passed over.
 std::vector<const _sTri*> NearestTris(const CKrMeshData& mesh, const CKrPoint3d& pt, double& best)
 {
     std::vector<const _sTri*> nearest;
     const GeoTreeEx::CKrOctaTreeEx* tree = mesh.m_pOctTree;
     if (!tree) return nearest;
-    const double r = std::sqrt(best);
+    // Wide enough for every triangle that can tie with one at `best`.
+    const double r = std::sqrt(best + 2.0 * kEps) * (1.0 + 1e-9);
     std::vector<GeoTreeEx::_sOctaNode*> nodes;
     tree->GetNodesInBox(pt.x - r, pt.y - r, pt.z - r, pt.x + r, pt.y + r, pt.z + r, nodes);
     // Triangles whose boxes lie clearly beyond the best distance so far
-    // cannot change the outcome and are passed over without measuring.
+    // cannot become or tie with the nearest and are passed over without
+    // measuring; those that might are kept with their distances.
+    std::vector<std::pair<const _sTri*, double>> near;
+    double least = DBL_MAX;
     for (const GeoTreeEx::_sOctaNode* node : nodes) {
         if (Beyond(pt, node->m_dItemBox, best, kEps)) continue;
         for (void* item : node->m_vecItems) {
@@ -196,16 +207,17 @@ std::vector<const _sTri*> NearestTris(const CKrMeshData& mesh, const CKrPoint3d&
             KrTriBox(t, box);
             if (Beyond(pt, box, best, kEps)) continue;
             const double d = CKrSpaceMath::CalDistPtToTri(pt, P(t, 0), P(t, 1), P(t, 2));
-            if (d == -1.0) continue;
-            const int c = TESCommFunc::TesCompDouble(d, best, kEps);
-            if (c > 0 || CKrSpaceMath::IsTriDegenerate(P(t, 0), P(t, 1), P(t, 2))) continue;
-            if (c < 0) {
-                best = d;
-                nearest.clear();
-            }
-            nearest.push_back(t);
+            if (d == -1.0 || TESCommFunc::TesCompDouble(d, best, kEps) > 0 ||
+                CKrSpaceMath::IsTriDegenerate(P(t, 0), P(t, 1), P(t, 2)))
+                continue;
+            near.emplace_back(t, d);
+            least = std::min(least, d);
+            best = std::min(best, d);
         }
     }
+    for (const auto& x : near)
+        if (TESCommFunc::TesCompDouble(x.second, least, kEps) == 0) nearest.push_back(x.first);
+    if (!nearest.empty()) best = least;
     return nearest;
 }
 

@@ -171,6 +171,22 @@ TEST(MeshQueryHitTest, SidesOfClosedMeshes)
     EXPECT_EQ(Q(sq).HitTestPt(CKrPoint3d(12, 5, 0), up), Q::eHitBack);
     EXPECT_EQ(Q(sq).HitTestPt(CKrPoint3d(12, 12, 0), up), Q::eHitNone);
     EXPECT_EQ(Q(empty).HitTestPt(CKrPoint3d(0, 0, 0), up), Q::eHitNone);
+
+    // A sliver (a cut leaves them) cannot decide a side, even when the point
+    // lies on it and it is among the triangles sampled for the search bound:
+    // the tetrahedron's faces decide, as they do without the sliver.
+    testmesh::Solid tet;
+    tet.pts = {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}, {20, 0, 0}, {30, 0, 0}, {25, 1e-5, 0}};
+    tet.ids = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
+    CKrMeshData clean;
+    Load(clean, tet);
+    tet.ids.emplace_back(4, 5, 6);
+    CKrMeshData withSliver;
+    Load(withSliver, tet);
+    ASSERT_EQ(withSliver.TriNum(), 5u);
+    const CKrPoint3d onSliver(25, 3e-6, 0);
+    EXPECT_EQ(Q(clean).HitTestPt(onSliver, up), Q::eHitFront);
+    EXPECT_EQ(Q(withSliver).HitTestPt(onSliver, up), Q::eHitFront);
 }
 
 TEST(MeshQueryOutline, LoopsOfMeshesWithHoles)
