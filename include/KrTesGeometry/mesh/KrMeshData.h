@@ -96,14 +96,14 @@ struct CKrEdgeLess {
 class KRTES_API CKrMeshData {
 public:
     using VerSet = detail::CKrOrderedSet<_sVertex*, CKrVerLess>;  // B+tree; iterates in the tolerant order
-    using TriSet = detail::CKrPoolSet<_sTri>;       // iterates in pointer order
+    using TriSet = detail::CKrPoolSet<_sTri>;       // iterates in allocation order
     using EdgeSet = detail::CKrEdgeSet<_sEdge, _sVertex>;  // iterates in (pVer[0], pVer[1]) order
 
     // The vertices, in the tolerant order; owned. The set caches each
     // vertex's x and y: move vertices only by a shift that keeps their order,
     // followed by m_setVer.RefreshPrefixes().
     VerSet m_setVer;
-    TriSet m_setTri;    // the triangles, by pointer value; owned (and their pool)
+    TriSet m_setTri;    // the triangles, in allocation order; owned (and their pool)
     EdgeSet m_setEdge;  // the edges, by vertex pair; owned (and their pool)
     GeoTreeEx::CKrOctaTreeEx* m_pOctTree;  // over the triangles; null until ResetOctTree
     CKrPoint3d m_ptMax;  // extent; (-DBL_MAX, ...) when empty

@@ -262,27 +262,32 @@ private:
 
 // ---------------------------------------------------------------------------
 // CKrPoolSet: a pool of records of type T plus the set of pointers to those
-// records, ordered by pointer value.
+// records, ordered as if addresses were handed out in allocation order.
 //
-// Records are allocated in chunks (growing from 64 to 8192 records) that are
-// kept sorted by address; every chunk has a membership bitmap. Create() and
+// Records are allocated in chunks (growing from 64 to 65536 records); every
+// chunk has a membership bitmap. Create() and
 // Destroy() allocate and recycle records (freed records are reused first, most
 // recently freed first); insert/erase/find/count only change or read the
 // membership bit, in O(1) apart from a binary search over the chunks. Only
 // records created by this pool can be members: insert of any other pointer
 // fails and find/count answer "absent".
 //
-// Iteration visits members in ascending address order, i.e. pointer order.
-// An iterator stays valid while other elements are inserted or erased, also
-// when new chunks are created; erasing the element it stands on invalidates
-// only that iterator (erase(iterator) returns the next one). Members created
-// during an iteration are visited when their address lies ahead.
+// Iteration visits the chunks in the order they were made and each chunk's
+// members in address order: for records never recycled, the order they were
+// created in. Where the allocator placed the chunks (which depends on what
+// the process did before) therefore never changes the order; equal histories
+// of one set give equal orders. An iterator stays valid while other elements
+// are inserted or erased, also when new chunks are created; erasing the
+// element it stands on invalidates only that iterator (erase(iterator)
+// returns the next one). Members created during an iteration are visited
+// when they lie ahead in that order (always, when they fill a new chunk).
 // ReleaseAll() frees every record and chunk.
 // ---------------------------------------------------------------------------
 template <class T>
 class CKrPoolSet {
     struct Chunk {
         T* recs;
+        size_t age;  // position in m_byAge
         uint32_t cap;
         uint32_t members;
         std::vector<uint64_t> member;  // membership bits
@@ -302,7 +307,7 @@ public:
         using pointer = T* const*;
         using reference = T* const&;
 
-        const_iterator() : m_s(nullptr), m_c(nullptr), m_ci(0), m_slot(0), m_gen(0), m_cur(nullptr) {}
+        const_iterator() : m_s(nullptr), m_c(nullptr), m_slot(0), m_cur(nullptr) {}
         reference operator*() const { return m_cur; }
         pointer operator->() const { return &m_cur; }
         const_iterator& operator++()
@@ -323,15 +328,13 @@ public:
         friend class CKrPoolSet;
         const CKrPoolSet* m_s;
         Chunk* m_c;  // null at end()
-        size_t m_ci;
         uint32_t m_slot;
-        size_t m_gen;
         T* m_cur;  // null at end()
     };
     using iterator = const_iterator;
 
     CKrPoolSet()
-        : m_free(nullptr), m_size(0), m_gen(1), m_tail(nullptr), m_mru(nullptr), m_tailUsed(0), m_nextCap(kMinChunk)
+        : m_free(nullptr), m_size(0), m_tail(nullptr), m_mru(nullptr), m_tailUsed(0), m_nextCap(kMinChunk)
     {
     }
     ~CKrPoolSet() { ReleaseAll(); }
@@ -411,13 +414,13 @@ public:
             delete c;
         }
         m_chunks.clear();
+        m_byAge.clear();
         m_free = nullptr;
         m_size = 0;
         m_tail = nullptr;
         m_mru = nullptr;
         m_tailUsed = 0;
         m_nextCap = kMinChunk;
-        ++m_gen;
     }
 
     // ---- the set ------------------------------------------------------------
@@ -428,10 +431,8 @@ public:
     {
         const_iterator it;
         it.m_s = this;
-        it.m_gen = m_gen;
-        if (!m_chunks.empty()) {
-            it.m_c = m_chunks[0];
-            it.m_ci = 0;
+        if (!m_byAge.empty()) {
+            it.m_c = m_byAge[0];
             Advance(it, 0);
         }
         return it;
@@ -517,10 +518,11 @@ private:
             return KrPtrValue(a->recs) < KrPtrValue(b->recs);
         });
         m_chunks.insert(pos, c);
+        c->age = m_byAge.size();
+        m_byAge.push_back(c);
         m_tail = c;
         m_tailUsed = 0;
         if (m_nextCap < kMaxChunk) m_nextCap *= 2;
-        ++m_gen;
     }
 
     // The chunk holding record p, or null. The chunk found last is tried
@@ -555,16 +557,13 @@ private:
         return true;
     }
 
-    // An iterator on slot of chunk c. Its chunk position is found when it is
-    // first advanced (generation 0 never matches).
+    // An iterator on slot of chunk c.
     const_iterator At(Chunk* c, uint32_t slot) const
     {
         const_iterator it;
         it.m_s = this;
         it.m_c = c;
-        it.m_ci = 0;
         it.m_slot = slot;
-        it.m_gen = 0;
         it.m_cur = c->recs + slot;
         return it;
     }
@@ -574,16 +573,7 @@ private:
     void Advance(const_iterator& it, uint32_t slot) const
     {
         if (!it.m_c) return;
-        if (it.m_gen != m_gen) {
-            // Chunks were added since the iterator was made: find its chunk again.
-            auto pos = std::lower_bound(m_chunks.begin(), m_chunks.end(), it.m_c,
-                                        [](const Chunk* a, const Chunk* b) {
-                                            return KrPtrValue(a->recs) < KrPtrValue(b->recs);
-                                        });
-            it.m_ci = static_cast<size_t>(pos - m_chunks.begin());
-            it.m_gen = m_gen;
-        }
-        size_t ci = it.m_ci;
+        size_t ci = it.m_c->age;
         Chunk* c = it.m_c;
         while (true) {
             if (c->members != 0 && slot < c->cap) {
@@ -594,24 +584,23 @@ private:
                 if (bits) {
                     const uint32_t s = static_cast<uint32_t>(w * 64 + KrLowestBit(bits));
                     it.m_c = c;
-                    it.m_ci = ci;
                     it.m_slot = s;
                     it.m_cur = c->recs + s;
                     return;
                 }
             }
-            if (++ci >= m_chunks.size()) break;
-            c = m_chunks[ci];
+            if (++ci >= m_byAge.size()) break;
+            c = m_byAge[ci];
             slot = 0;
         }
         it.m_c = nullptr;
         it.m_cur = nullptr;
     }
 
-    std::vector<Chunk*> m_chunks;  // sorted by record address
+    std::vector<Chunk*> m_chunks;  // sorted by record address, for ChunkOf
+    std::vector<Chunk*> m_byAge;   // in the order they were made, for iteration
     T* m_free;                     // recycled records, linked through their storage
     size_t m_size;
-    size_t m_gen;  // changes whenever the chunk list changes
     Chunk* m_tail;  // the chunk still handing out never-used records
     mutable Chunk* m_mru;  // the chunk found last by ChunkOf
     uint32_t m_tailUsed;
