@@ -118,6 +118,13 @@ inline void ExpectSolid(const std::string& path, std::size_t nPts, std::size_t n
     EXPECT_NEAR(A, area, 1e-12) << path;
 }
 
+// A refused call: it returned false with a message holding `want`.
+inline ::testing::AssertionResult Refused(bool ok, const std::string& err, const std::string& want)
+{
+    if (!ok && err.find(want) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << (ok ? "accepted" : "refused with: " + err) << "; expected '" << want << "'";
+}
+
 struct Bad {
     std::string name, content, expect;  // expect: "@" stands for the path
 };
