@@ -41,23 +41,18 @@ std::vector<CKrPolyLine> ExpectLoops(const CKrMeshData& m, const std::vector<Loo
 
 }  // namespace
 
-TEST(MeshBorder, GridWithHoleGivesTwoLoops)
+TEST(MeshBorder, GridsWithHolesAndIsolatedAndTouchingTriangles)
 {
-    const testmesh::Solid s = meshtest::Grid(4, 4, [](int i, int j) { return i >= 1 && i <= 2 && j >= 1 && j <= 2; });
     CKrMeshData m;
-    testmesh::Load(m, s);
-    // Outer loop first (it holds the lowest vertex), counter-clockwise like
-    // the triangles, without repeating its first vertex; the hole clockwise.
+    ExpectLoops(m, {});  // empty mesh
+    // A grid with a hole: the outer loop first (it holds the lowest vertex),
+    // counter-clockwise like the triangles, without repeating its first
+    // vertex; the hole clockwise.
+    testmesh::Load(m, meshtest::Grid(4, 4, [](int i, int j) { return i >= 1 && i <= 2 && j >= 1 && j <= 2; }));
     const std::vector<CKrPolyLine> lines = ExpectLoops(m, {{16, 16, 0, 0}, {8, -4, 1, 1}});
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_TRUE(At(lines[0], 1, 1, 0) && At(lines[0], 15, 0, 1));
     EXPECT_DOUBLE_EQ(lines[0].GetVerts()[1].z, 0.1);  // coordinates carried with z
-}
-
-TEST(MeshBorder, IsolatedAndTouchingTriangles)
-{
-    CKrMeshData m;
-    ExpectLoops(m, {});  // empty mesh
 
     // One triangle: a closed loop of its three corners, in winding order,
     // counter-clockwise or clockwise.
