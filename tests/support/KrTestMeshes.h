@@ -3,8 +3,6 @@
 
 // Meshes, solids and checks shared by the test suites.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -22,6 +20,7 @@
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
 #include "KrTesGeometry/mesh/KrMeshSolid.h"
+#include "support/KrIcosphere.h"
 #include "support/ScratchDir.h"
 
 namespace testmesh {
@@ -99,42 +98,10 @@ inline Solid Rotated(Solid s, const CKrPoint3d& centre, double ax, double ay, do
 // triangles) with its vertices pushed onto the sphere, outward-facing.
 inline Solid Sphere(const CKrPoint3d& c, double r, int levels)
 {
-    const double g = (1.0 + std::sqrt(5.0)) / 2.0;
-    std::vector<std::array<double, 3>> v = {{-1, g, 0}, {1, g, 0},  {-1, -g, 0}, {1, -g, 0}, {0, -1, g}, {0, 1, g},
-                                            {0, -1, -g}, {0, 1, -g}, {g, 0, -1},  {g, 0, 1},  {-g, 0, -1}, {-g, 0, 1}};
-    std::vector<std::array<int, 3>> f = {{0, 11, 5}, {0, 5, 1},  {0, 1, 7},   {0, 7, 10}, {0, 10, 11},
-                                         {1, 5, 9},  {5, 11, 4}, {11, 10, 2}, {10, 7, 6}, {7, 1, 8},
-                                         {3, 9, 4},  {3, 4, 2},  {3, 2, 6},   {3, 6, 8},  {3, 8, 9},
-                                         {4, 9, 5},  {2, 4, 11}, {6, 2, 10},  {8, 6, 7},  {9, 8, 1}};
-    for (auto& p : v) {
-        const double l = std::sqrt(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]);
-        for (double& x : p) x /= l;
-    }
-    for (int lv = 0; lv < levels; ++lv) {
-        std::map<std::pair<int, int>, int> mid;
-        auto midpoint = [&](int a, int b) {
-            const auto key = std::minmax(a, b);
-            auto it = mid.find(key);
-            if (it != mid.end()) return it->second;
-            std::array<double, 3> m = {v[a][0] + v[b][0], v[a][1] + v[b][1], v[a][2] + v[b][2]};
-            const double l = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
-            for (double& x : m) x /= l;
-            v.push_back(m);
-            return mid[key] = static_cast<int>(v.size()) - 1;
-        };
-        std::vector<std::array<int, 3>> nf;
-        for (const auto& t : f) {
-            const int a = midpoint(t[0], t[1]), b = midpoint(t[1], t[2]), cc = midpoint(t[2], t[0]);
-            nf.push_back({t[0], a, cc});
-            nf.push_back({t[1], b, a});
-            nf.push_back({t[2], cc, b});
-            nf.push_back({a, b, cc});
-        }
-        f.swap(nf);
-    }
+    const Icosphere u = UnitIcosphere(levels);
     Solid s;
-    for (const auto& p : v) s.pts.emplace_back(c.x + r * p[0], c.y + r * p[1], c.z + r * p[2]);
-    for (const auto& t : f) s.ids.emplace_back(t[0], t[1], t[2]);
+    for (const auto& p : u.v) s.pts.emplace_back(c.x + r * p[0], c.y + r * p[1], c.z + r * p[2]);
+    for (const auto& t : u.f) s.ids.emplace_back(t[0], t[1], t[2]);
     return s;
 }
 
@@ -159,107 +126,11 @@ inline std::string ClosedOriented(const Ids& ids)
     return what + std::to_string(e[0]) + "-" + std::to_string(e[1]);
 }
 
-// Number of pairs of triangles that intersect other than along what they
-// share: triangles sharing no corner must be apart; sharing one corner they
-// may meet only there; sharing an edge they must not fold onto each other.
+// Number of pairs of triangles that meet other than along what they share
+// (the library's exact check, tested against pairs on their own).
 inline int SelfIntersections(const Pts& pts, const Ids& ids)
 {
-    const std::size_t n = ids.size();
-    std::vector<std::array<double, 6>> box(n);
-    std::vector<std::size_t> order(n);
-    for (std::size_t i = 0; i < n; ++i) {
-        order[i] = i;
-        std::array<double, 6>& b = box[i];
-        b = {1e300, 1e300, 1e300, -1e300, -1e300, -1e300};
-        for (int k = 0; k < 3; ++k) {
-            const CKrPoint3d& p = pts[ids[i].nID[k]];
-            const double c[3] = {p.x, p.y, p.z};
-            for (int a = 0; a < 3; ++a) {
-                b[a] = std::min(b[a], c[a]);
-                b[a + 3] = std::max(b[a + 3], c[a]);
-            }
-        }
-    }
-    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return box[a][0] < box[b][0]; });
-    auto P = [&](std::size_t t, int k) -> const CKrPoint3d& { return pts[ids[t].nID[k]]; };
-    int bad = 0;
-    for (std::size_t ii = 0; ii < n; ++ii) {
-        const std::size_t i = order[ii];
-        for (std::size_t jj = ii + 1; jj < n && box[order[jj]][0] <= box[i][3]; ++jj) {
-            const std::size_t j = order[jj];
-            if (box[j][1] > box[i][4] || box[j][4] < box[i][1] || box[j][2] > box[i][5] || box[j][5] < box[i][2])
-                continue;
-            int shared[3][2], ns = 0;
-            for (int a = 0; a < 3; ++a)
-                for (int b = 0; b < 3; ++b)
-                    if (ids[i].nID[a] == ids[j].nID[b]) {
-                        shared[ns][0] = a;
-                        shared[ns][1] = b;
-                        ++ns;
-                    }
-            if (ns == 3) {
-                ++bad;  // the same triangle twice
-                continue;
-            }
-            if (ns == 2) {
-                const CKrPoint3d& a = P(i, shared[0][0]);
-                const CKrPoint3d& b = P(i, shared[1][0]);
-                const CKrPoint3d& c1 = P(i, 3 - shared[0][0] - shared[1][0]);
-                const CKrPoint3d& c2 = P(j, 3 - shared[0][1] - shared[1][1]);
-                if (KrTesGeo::Orient3dExact(a, b, c1, c2) != 0) continue;
-                const CKrPoint3d u = b - a, p = c1 - a, q = c2 - a;
-                const double n1[3] = {u.y * p.z - u.z * p.y, u.z * p.x - u.x * p.z, u.x * p.y - u.y * p.x};
-                const double n2[3] = {u.y * q.z - u.z * q.y, u.z * q.x - u.x * q.z, u.x * q.y - u.y * q.x};
-                if (n1[0] * n2[0] + n1[1] * n2[1] + n1[2] * n2[2] > 0.0) ++bad;  // folded onto each other
-                continue;
-            }
-            CKrPoint3d p, q;
-            bool coplanar = false;
-            const int r = CKrSpaceMath::Test_Intersect_Tri_And_Tri_3D(P(i, 0), P(i, 1), P(i, 2), P(j, 0), P(j, 1),
-                                                                      P(j, 2), p, q, coplanar);
-            if (ns == 0) {
-                bad += r == 2;
-                continue;
-            }
-            if (r != 2) continue;
-            const CKrPoint3d& v = P(i, shared[0][0]);
-            if (!coplanar) {
-                bad += !(p.Dist2(v) < 1e-18 && q.Dist2(v) < 1e-18);
-                continue;
-            }
-            // Coplanar with one shared corner: their corners' wedges there
-            // must not overlap. Work in the plane of the two largest axes.
-            const CKrPoint3d e1 = P(i, 1) - P(i, 0), e2 = P(i, 2) - P(i, 0);
-            const double nx = std::fabs(e1.y * e2.z - e1.z * e2.y), ny = std::fabs(e1.z * e2.x - e1.x * e2.z),
-                         nz = std::fabs(e1.x * e2.y - e1.y * e2.x);
-            auto flat = [&](const CKrPoint3d& x) {
-                if (nx >= ny && nx >= nz) return CKrPoint3d(x.y, x.z, 0.0);
-                if (ny >= nz) return CKrPoint3d(x.z, x.x, 0.0);
-                return CKrPoint3d(x.x, x.y, 0.0);
-            };
-            const CKrPoint3d o = flat(v);
-            CKrPoint3d w1[2], w2[2];
-            for (int k = 0, m = 0; k < 3; ++k)
-                if (k != shared[0][0]) w1[m++] = flat(P(i, k));
-            for (int k = 0, m = 0; k < 3; ++k)
-                if (k != shared[0][1]) w2[m++] = flat(P(j, k));
-            auto orient = [](const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c) {
-                return KrTesGeo::Orient2dExact(a, b, c);
-            };
-            if (orient(o, w1[0], w1[1]) < 0) std::swap(w1[0], w1[1]);
-            if (orient(o, w2[0], w2[1]) < 0) std::swap(w2[0], w2[1]);
-            auto inside = [&](const CKrPoint3d* w, const CKrPoint3d& r2) {
-                return orient(o, w[0], r2) > 0 && orient(o, w[1], r2) < 0;
-            };
-            auto same = [&](const CKrPoint3d& a, const CKrPoint3d& b) {
-                return orient(o, a, b) == 0 && (a.x - o.x) * (b.x - o.x) + (a.y - o.y) * (b.y - o.y) > 0.0;
-            };
-            if (inside(w1, w2[0]) || inside(w1, w2[1]) || inside(w2, w1[0]) || inside(w2, w1[1]) ||
-                (same(w1[0], w2[0]) && same(w1[1], w2[1])))
-                ++bad;
-        }
-    }
-    return bad;
+    return static_cast<int>(TesTriMesh::FindSelfIntersections(pts, ids).size());
 }
 
 // Everything the boolean tests ask of a result: closed, consistently
