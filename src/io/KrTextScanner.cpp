@@ -73,6 +73,14 @@ bool CKrLineReader::Open(std::string& err)
         err = m_path + ": cannot open file";
         return false;
     }
+    // A small file needs no large buffer: a reader opened on many small
+    // files would spend its time clearing memory it never uses.
+    if (std::fseek(m_file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(m_file);
+        if (size >= 0 && static_cast<unsigned long>(size) < m_chunk)
+            m_chunk = std::min(m_chunk, std::max<std::size_t>(static_cast<std::size_t>(size) + 1, 4096));
+        std::rewind(m_file);
+    }
     return true;
 }
 
