@@ -99,7 +99,6 @@ protected:
 
 private:
     friend class CKrMeshTrans;            // seeds its region fills with FindTriByPos
-    friend class CKrMeshQueryTestAccess;  // test hook: defined only by the unit tests
 
     // Appends the pieces of the plan segment p1-p2 over each triangle that
     // are not already in out (in either direction).
