@@ -78,7 +78,11 @@ public:
     // Whether both sorts succeeded (CKrMeshBoolean::ClassifyMesh_New
     // returned true for A against B and for B against A). When not, the
     // lists are still filled, but an operation composed from them may be
-    // open, inside out or wrong in volume.
+    // open, inside out or wrong in volume. A true answer does not prove a
+    // result sound: where the surfaces cross along lines closer together
+    // than the merge tolerance, the merging can still leave a result open or
+    // folded. Hosts that must be sure check the result they compose with
+    // CheckClosedSolid and FindSelfIntersections (as `krtes boolean` does).
     bool IsClassified() const { return m_bClassifiedA && m_bClassifiedB; }
     bool IsAClassified() const { return m_bClassifiedA; }  // A's triangles against B
     bool IsBClassified() const { return m_bClassifiedB; }  // B's triangles against A
