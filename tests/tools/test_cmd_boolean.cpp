@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "boolean/BooleanCases.h"
 #include "tools/KrtesToolTest.h"
 
 namespace {
@@ -20,7 +21,7 @@ protected:
         testmesh::Ids ids;
         std::string err;
         EXPECT_TRUE(krtes::ReadMeshFile(path, pts, ids, err)) << err;
-        EXPECT_EQ(testmesh::ClosedOriented(ids), "") << path;
+        EXPECT_TRUE(TesTriMesh::CheckClosedSolid(ids).IsSolid()) << path;
         if (tris) *tris = ids.size();
         return testmesh::Volume(pts, ids);
     }
@@ -84,18 +85,9 @@ TEST_F(KrtesBoolean, RefusesWhatIsNotASolid)
     EXPECT_NEAR(ClosedVolume(m_dir + "/x.obj"), 875.0, 1e-9);
 }
 
-// Two bumpy closed surfaces (radius 10 +- 1.5), the second turned about
-// the vertical axis: one degree gives a cut the boolean gets wrong, thirty
-// one it gets right.
-testmesh::Solid Bumpy(double degrees)
-{
-    testmesh::Solid s = testmesh::Sphere({0, 0, 0}, 10.0, 3);
-    for (CKrPoint3d& p : s.pts) {
-        const double th = std::acos(p.z / 10.0), ph = std::atan2(p.y, p.x);
-        p = p * ((10.0 + 1.5 * std::sin(3 * th) * std::cos(4 * ph)) / 10.0);
-    }
-    return testmesh::Rotated(s, {0, 0, 0}, 0, 0, 1, degrees * std::acos(-1.0) / 180.0);
-}
+// Two bumpy closed surfaces, the second turned about the vertical axis: one
+// degree gives a cut the boolean gets wrong, thirty one it gets right.
+testmesh::Solid Bumpy(double degrees) { return booltest::Bumpy(degrees, 3); }
 
 TEST_F(KrtesBoolean, BrokenResultIsAnErrorAndKeptOnlyWhenAsked)
 {

@@ -2,6 +2,7 @@
 #include "tools/KrtesToolTest.h"
 
 using namespace krtes_test;
+using testmesh::Box;
 
 namespace {
 
@@ -11,11 +12,6 @@ std::string Grid(const std::string& name, double x0)
     return GridFile(name, 5, x0, 1, [](double x, double) { return 0.1 * x; });
 }
 
-std::string BoxFile(const std::string& name, double x0, double y0, double z0, double x1, double y1, double z1)
-{
-    return SolidFile(name, testmesh::Box(x0, y0, z0, x1, y1, z1));
-}
-
 }  // namespace
 
 // The true gap and the closest points (NaN: a coordinate the geometry leaves
@@ -23,14 +19,16 @@ std::string BoxFile(const std::string& name, double x0, double y0, double z0, do
 TEST(KrtesCollide, TouchingOrTheTrueGap)
 {
     const double any = std::nan("");
-    const std::string box = BoxFile("a.obj", 0, 0, 0, 1, 1, 1), grid = Grid("g.obj", 0), apart = Grid("c.obj", 20);
+    const std::string box = SolidFile("a.obj", Box(0, 0, 0, 1, 1, 1));
+    const std::string grid = Grid("g.obj", 0), apart = Grid("c.obj", 20);
     const struct {
         std::string a, b;
         double distance, pa[3], pb[3];
     } cases[] = {
-        {box, BoxFile("b.obj", 1, 0.2, 0.3, 2, 1.2, 1.3), 0.0, {any, any, any}, {any, any, any}},  // face to face
-        {box, BoxFile("c.ply", 2, 3, 3, 3, 4, 4), 3.0, {1, 1, 1}, {2, 3, 3}},                     // corner to corner
-        {box, BoxFile("d.obj", 0.2, 0.2, 1.25, 0.8, 0.8, 2), 0.25, {any, any, 1}, {any, any, 1.25}},  // edge over face
+        // Face to face, corner to corner, an edge over a face.
+        {box, SolidFile("b.obj", Box(1, 0.2, 0.3, 2, 1.2, 1.3)), 0.0, {any, any, any}, {any, any, any}},
+        {box, SolidFile("c.ply", Box(2, 3, 3, 3, 4, 4)), 3.0, {1, 1, 1}, {2, 3, 3}},
+        {box, SolidFile("d.obj", Box(0.2, 0.2, 1.25, 0.8, 0.8, 2)), 0.25, {any, any, 1}, {any, any, 1.25}},
         {grid, Grid("b.ply", 5), 0.0, {any, any, any}, {any, any, any}},  // sharing the edge x = 5
         // From A's edge x = 5 (z 0.5) to C's edge x = 20 (z 2).
         {grid, apart, std::hypot(15.0, 1.5), {5, any, 0.5}, {20, any, 2}},

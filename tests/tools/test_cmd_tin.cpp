@@ -3,21 +3,19 @@
 
 using namespace krtes_test;
 
-// The bundled sample terrain, clipped to an outline with a hole and a breakline.
-TEST(KrtesTin, SampleTerrainWithOutlineAndHole)
+// The bundled sample terrain clipped to an outline with a hole and a
+// breakline; points a TIN cannot be made of, and a hole of two points:
+// nothing written.
+TEST(KrtesTin, OutlineClipsAndBadInputWritesNothing)
 {
     const std::string outline = Write("outline.txt", "1000 1000 0\n29000 1000 0\n29000 30000 0\n1000 30000 0\n");
     const std::string holes = Write("holes.txt", "10000 10000 0\n12000 10000 0\n12000 12000 0\n10000 12000 0\n");
     const std::string brk = Write("brk.txt", "2000 2000 500\n20000 25000 700\n");
-    const CliRun r = Krtes("tin --outline " + outline + " --holes " + holes + " --breaklines " + brk);
-    ASSERT_EQ(r.code, 0) << r.out;
-    EXPECT_NE(r.out.find("extent        x 1000.000 .. 29000.000\n              y 1000.000 .. 30000.000"),
-              std::string::npos) << r.out;
-}
+    const CliRun clipped = Krtes("tin --outline " + outline + " --holes " + holes + " --breaklines " + brk);
+    ASSERT_EQ(clipped.code, 0) << clipped.out;
+    EXPECT_NE(clipped.out.find("extent        x 1000.000 .. 29000.000\n              y 1000.000 .. 30000.000"),
+              std::string::npos) << clipped.out;
 
-// Points a TIN cannot be made of, and a hole of two points: nothing written.
-TEST(KrtesTin, BadInputIsReportedAndNothingIsWritten)
-{
     const std::string out = Temp("bad.obj");
     const std::string two = Write("two.xyz", "1 2 3\n4 5 6\n4.001 5.001 7\n");
     const std::string line = Write("line.xyz", "0 0 0\n1 1 0\n2 2 0\n3 3 0\n");

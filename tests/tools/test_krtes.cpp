@@ -80,11 +80,6 @@ struct Command {
 
 double Wavy(double x, double y) { return 50.0 + 3.0 * std::sin(x / 3.0) * std::cos(y / 4.0) + 0.1 * x; }
 
-std::string SphereFile(const std::string& name, const CKrPoint3d& c, double r)
-{
-    return SolidFile(name, testmesh::Sphere(c, r, 3));
-}
-
 // Every command with its inputs, written to the running test's scratch directory.
 std::vector<Command> Commands()
 {
@@ -107,9 +102,9 @@ std::vector<Command> Commands()
     const std::string where = Write("where.xyz", "0.5 0.5 0\n12.25 7.75 0\n29.9 29.9 0\n40 40 0\n3 27 0\n");
     const std::string lines = Write("lines.txt", "0.5 0.5 0\n29 21 0\n\n1 28 0\n28 1 0\n15 15 0\n1 28 0\n\n40 1 0\n45 1 0\n");
     const std::string data = Write("data.xyz", "5 5 52\n25 5 53\n25 25 51\n5 25 50\n15 15 52.5\n");
-    const std::string a = SphereFile("a.obj", CKrPoint3d(0, 0, 0), 1000.0);
-    const std::string b = SphereFile("b.ply", CKrPoint3d(600, 250, 150), 800.0);
-    const std::string c = SphereFile("c.obj", CKrPoint3d(2500, 300, 200), 400.0);
+    const std::string a = SolidFile("a.obj", testmesh::Sphere({0, 0, 0}, 1000.0, 3));
+    const std::string b = SolidFile("b.ply", testmesh::Sphere({600, 250, 150}, 800.0, 3));
+    const std::string c = SolidFile("c.obj", testmesh::Sphere({2500, 300, 200}, 400.0, 3));
     const std::string bad = Write("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n");
 
     const std::string o = " -o ";  // a relative name: the file lands in the run's directory
@@ -191,7 +186,7 @@ void ExpectError(const DirRun& r, int code, const std::string& prefix, const std
 
 TEST(Krtes, ProgramHelpVersionAndUnknownCommands)
 {
-    const CliStreams help = KrtesStreams("--help");
+    const CliRun help = KrtesStreams("--help");
     EXPECT_EQ(help.code, 0);
     for (const char* name : {"tin ", "elev ", "drape ", "fit ", "collide ", "boolean ", "volume ", "contour ", "--version"})
         EXPECT_NE(help.out.find(name), std::string::npos) << name << "\n" << help.out;
@@ -199,7 +194,7 @@ TEST(Krtes, ProgramHelpVersionAndUnknownCommands)
     const std::string top = Read(std::string(KRTES_DATA_DIR) + "/../CMakeLists.txt");
     std::smatch version;
     ASSERT_TRUE(std::regex_search(top, version, std::regex(R"(project\s*\(\s*KrTesGeometry\s+VERSION\s+([0-9.]+))")));
-    const CliStreams v = KrtesStreams("--version");
+    const CliRun v = KrtesStreams("--version");
     EXPECT_EQ(v.code, 0);
     EXPECT_EQ(v.out, "krtes " + version[1].str() + " (KrTesGeometry)\n");
     EXPECT_EQ(v.err, "");
@@ -221,7 +216,7 @@ TEST(Krtes, EveryCommandHelpAndErrors)
     for (const Command& c : Commands()) {
         SCOPED_TRACE(c.name);
         for (const char* flag : {" --help", " -h"}) {
-            const CliStreams r = KrtesStreams(c.name + flag);
+            const CliRun r = KrtesStreams(c.name + flag);
             EXPECT_EQ(r.code, 0);
             EXPECT_EQ(r.err, "");
             EXPECT_NE(r.out.find("Usage: krtes " + c.name), std::string::npos) << r.out;
