@@ -75,7 +75,7 @@ inline Result RunFour(const Solid& sa, const Solid& sb, double inter, double rel
         testmesh::Ids ids;
         r.OutputData(pts, ids);
         const std::string o = "op " + std::to_string(op);
-        if (!testmesh::ClosedOriented(ids).empty()) out.fault += o + " not closed/oriented; ";
+        if (!CheckClosedSolid(ids).IsSolid()) out.fault += o + " not closed/oriented; ";
         if (selfHits && testmesh::SelfIntersections(pts, ids) != 0) out.fault += o + " self-intersects; ";
         if (!std::isnan(inter) && ids.empty() != (std::fabs(want[op]) <= relTol * std::max(va, vb)))
             out.fault += o + " empty or not; ";

@@ -3,19 +3,11 @@
 
 // Meshes, solids and checks shared by the test suites.
 
-#include <algorithm>
-#include <array>
-#include <cstdlib>
 #include <functional>
 #include <cmath>
-#include <map>
-#include <string>
-#include <utility>
 #include <vector>
 
-#include "KrTesGeometry/geom/KrExactPredicates.h"
 #include "KrTesGeometry/geom/KrPoint3d.h"
-#include "KrTesGeometry/geom/KrSpaceMath.h"
 #include "KrTesGeometry/geom/sTriID.h"
 #include "KrTesGeometry/math/CGeDataTriMesh.h"
 #include "KrTesGeometry/mesh/KrMeshData.h"
@@ -114,45 +106,11 @@ inline double Volume(const Solid& s) { return Volume(s.pts, s.ids); }
 
 inline double Volume(TesTriMesh::CKrMeshData& m) { return TesTriMesh::SolidVolume(m); }
 
-// Closed and consistently oriented: every edge is run once each way. Empty
-// string when sound, else the first fault found.
-inline std::string ClosedOriented(const Ids& ids)
-{
-    const TesTriMesh::SKrSolidCheck c = TesTriMesh::CheckClosedSolid(ids);
-    if (c.IsSolid()) return "";
-    int e[2];
-    if (!c.FirstFault(e)) return std::to_string(c.invalidTris) + " triples name no point";
-    const char* what = c.openEdges ? "open edge " : c.overSharedEdges ? "over-shared edge " : "flipped edge ";
-    return what + std::to_string(e[0]) + "-" + std::to_string(e[1]);
-}
-
 // Number of pairs of triangles that meet other than along what they share
 // (the library's exact check, tested against pairs on their own).
 inline int SelfIntersections(const Pts& pts, const Ids& ids)
 {
     return static_cast<int>(TesTriMesh::FindSelfIntersections(pts, ids).size());
-}
-
-// Everything the boolean tests ask of a result: closed, consistently
-// oriented, without self-intersections. Returns the volume through `vol`.
-struct SolidReport {
-    std::string closed;  // empty when closed and oriented
-    int selfHits = 0;
-    double volume = 0.0;
-    std::size_t tris = 0;
-};
-
-inline SolidReport Inspect(TesTriMesh::CKrMeshData& m)
-{
-    Pts pts;
-    Ids ids;
-    m.OutputData(pts, ids);
-    SolidReport r;
-    r.closed = ClosedOriented(ids);
-    r.selfHits = SelfIntersections(pts, ids);
-    r.volume = Volume(pts, ids);
-    r.tris = ids.size();
-    return r;
 }
 
 // Volume of the intersection of two convex solids, an oracle independent of

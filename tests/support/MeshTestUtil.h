@@ -33,26 +33,22 @@ inline testmesh::Solid Grid(int nx, int ny, const std::function<bool(int, int)>&
 // lexicographically smallest corner (winding kept), for comparing meshes.
 using TriKey = std::array<double, 9>;
 
-inline TriKey KeyOf(const CKrPoint3d& a, const CKrPoint3d& b, const CKrPoint3d& c)
-{
-    const CKrPoint3d* p[3] = {&a, &b, &c};
-    int s = 0;
-    for (int k = 1; k < 3; ++k)
-        if (CKrPoint3d::CompPt(*p[k], *p[s]) < 0) s = k;
-    TriKey key;
-    for (int k = 0; k < 3; ++k) {
-        const CKrPoint3d& q = *p[(s + k) % 3];
-        key[3 * k] = q.x;
-        key[3 * k + 1] = q.y;
-        key[3 * k + 2] = q.z;
-    }
-    return key;
-}
-
 inline std::multiset<TriKey> TriKeys(const TesTriMesh::CKrMeshData& m)
 {
     std::multiset<TriKey> out;
-    for (const TesTriMesh::_sTri* t : m.m_setTri) out.insert(KeyOf(t->pVer[0]->pt, t->pVer[1]->pt, t->pVer[2]->pt));
+    for (const TesTriMesh::_sTri* t : m.m_setTri) {
+        int s = 0;
+        for (int k = 1; k < 3; ++k)
+            if (CKrPoint3d::CompPt(t->pVer[k]->pt, t->pVer[s]->pt) < 0) s = k;
+        TriKey key;
+        for (int k = 0; k < 3; ++k) {
+            const CKrPoint3d& q = t->pVer[(s + k) % 3]->pt;
+            key[3 * k] = q.x;
+            key[3 * k + 1] = q.y;
+            key[3 * k + 2] = q.z;
+        }
+        out.insert(key);
+    }
     return out;
 }
 
