@@ -129,7 +129,10 @@ _sVertex* CKrDelaunay::NewVertex(const CKrPoint3d& pt, bool hasTag, int tag)
     _sVertex* v = new _sVertex;
     v->pt = pt;
     if (hasTag) v->nID = tag;
-    auto ins = m_mesh.m_setVer.insert(v);
+    // The index above already turned away points within the triangulator's
+    // tolerance; the mesh's own (larger) tolerance is checked around the
+    // vertex's place only.
+    auto ins = m_mesh.m_setVer.InsertNearby(v);
     if (!ins.second) {
         // The mesh already holds a vertex it merges this point with (its own
         // tolerance is larger than ours): use that one rather than leave a

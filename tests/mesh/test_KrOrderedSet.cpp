@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <set>
 #include <vector>
 
 #include "support/MeshTestUtil.h"
+#include "KrTesGeometry/mesh/KrMeshData.h"
 #include "KrTesGeometry/mesh/detail/KrOrderedSet.h"
 
 using meshtest::Items;
@@ -192,4 +194,59 @@ TEST(KrOrderedSet, TolerantOrderMergesLikeStdSet)
     for (size_t i = 0; i < order.size(); i += 3) ASSERT_EQ(clusters.erase(order[i]), ref.erase(order[i]));
     EXPECT_TRUE(clusters.CheckStructure());
     EXPECT_EQ(Items(clusters), Items(ref));
+}
+
+// The vertex order on lidar-like scan lines: x jittered by twice the
+// tolerance, so that a line's points interleave in the set far beyond any
+// walk from a search position, and 30 % of them repeated within the
+// tolerance. Every repeat must merge (no two vertices closer than the
+// tolerance, checked by brute force), a lookup must find a vertex within the
+// tolerance of every point, and that must stay so after erasures.
+TEST(KrOrderedSet, VertexSetMergesOnDenseScanLines)
+{
+    using TesTriMesh::_sVertex;
+    TesTriMesh::CKrMeshData mesh(0.01);  // sets the tolerance the order uses
+    std::mt19937_64 rng(3);
+    std::uniform_real_distribution<double> u(-1.0, 1.0);
+    std::vector<CKrPoint3d> pts;
+    for (int i = 0; i < 20000; ++i) {
+        const double x = (i % 20) * 0.5 + 0.02 * u(rng), y = (i / 20) * 0.03 + 0.002 * u(rng);
+        pts.emplace_back(x, y, 0.0);
+        if (rng() % 10 < 3) pts.emplace_back(x + 0.004 * u(rng), y + 0.004 * u(rng), 0.001);
+    }
+    std::shuffle(pts.begin(), pts.end(), rng);
+    std::vector<std::unique_ptr<_sVertex>> owned;
+    TesTriMesh::CKrMeshData::VerSet& set = mesh.m_setVer;
+    for (const CKrPoint3d& p : pts) {
+        owned.emplace_back(new _sVertex(p));
+        if (!set.insert(owned.back().get()).second) owned.pop_back();
+    }
+    auto close = [](const CKrPoint3d& a, const CKrPoint3d& b) { return a.Dist2(b) < 1e-4; };
+    std::vector<const _sVertex*> kept(set.begin(), set.end());
+    ASSERT_EQ(kept.size(), 20000u);
+    std::sort(kept.begin(), kept.end(), [](const _sVertex* a, const _sVertex* b) { return a->pt.x < b->pt.x; });
+    for (std::size_t i = 0; i < kept.size(); ++i)
+        for (std::size_t j = i + 1; j < kept.size() && kept[j]->pt.x - kept[i]->pt.x < 0.01; ++j)
+            ASSERT_FALSE(close(kept[i]->pt, kept[j]->pt)) << i << " " << j;
+    for (const CKrPoint3d& p : pts) {
+        _sVertex probe(p);
+        const auto it = set.find(&probe);
+        ASSERT_TRUE(it != set.end() && close((*it)->pt, p));
+    }
+    // Erase every third vertex: its points then find nothing, the others
+    // still find theirs.
+    std::vector<char> gone(owned.size(), 0);
+    for (std::size_t i = 0; i < owned.size(); i += 3) {
+        const auto it = set.find(owned[i].get());
+        ASSERT_TRUE(it != set.end() && *it == owned[i].get());
+        set.erase(it);
+        gone[i] = 1;
+    }
+    EXPECT_EQ(set.size(), owned.size() - (owned.size() + 2) / 3);
+    for (std::size_t i = 0; i < owned.size(); ++i) {
+        _sVertex probe(owned[i]->pt);
+        const auto it = set.find(&probe);
+        EXPECT_EQ(it == set.end(), gone[i] != 0) << i;
+    }
+    set.clear();  // the vertices are owned here, not by the mesh
 }

@@ -72,6 +72,9 @@ struct CKrVerLess {
     {
         return TESCommFunc::CompDouble2(a->pt.x, b->pt.x, 4.0 * g_dVerTol) == 0;
     }
+    // The size of the cells the vertex set grids a band too dense to walk
+    // with: a vertex closer than the tolerance lies in a neighbouring cell.
+    static double CellSize() { return g_dVerTol; }
 };
 
 // The order of a mesh's edge set: (pVer[0], pVer[1]) by pointer value.

@@ -26,7 +26,10 @@
 // strict weak order this is exactly std::set's behaviour. When Less is not
 // transitive, a search can pass by an element that is present; which ones
 // depends on the shape of the structure, so this set and std::set do not
-// always miss the same ones.
+// always miss the same ones. A comparator that names its bands and cells
+// (SameBand, CellSize: the tolerant vertex order does) gets an element-by-
+// -cell grid once its bands prove too dense to search around a position, and
+// then misses none (see NearFind).
 //
 // Iterators are bidirectional and read-only (iterator and const_iterator are
 // the same type). Iterator validity: any insert or erase may invalidate every
@@ -40,13 +43,16 @@
 // elements (a set of pointers does not delete what they point to).
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
 #include <initializer_list>
 #include <iterator>
+#include <memory>
 #include <type_traits>
+#include <unordered_map>
 #include <utility>
 
 #if defined(_MSC_VER) && !defined(__clang__)
@@ -288,6 +294,7 @@ public:
         std::swap(m_last, o.m_last);
         std::swap(m_size, o.m_size);
         std::swap(m_comp, o.m_comp);
+        std::swap(m_near, o.m_near);
     }
     friend void swap(CKrOrderedSet& a, CKrOrderedSet& b) noexcept { a.swap(b); }
 
@@ -313,6 +320,7 @@ public:
         m_root = nullptr;
         m_first = m_last = nullptr;
         m_size = 0;
+        m_near.reset();
     }
 
     // ---- lookup -------------------------------------------------------------------
@@ -346,7 +354,15 @@ public:
     {
         const_iterator it = lower_bound(key);
         if (it != end() && !m_comp(key, *it)) return it;
-        return FindInBand(it, key, PrefixOf(key));
+        const P pkey = PrefixOf(key);
+        bool cut = false;
+        const const_iterator near = FindInBand(it, key, pkey, cut);
+        if (near != end() || !cut) return near;
+        // A band too dense to walk: the grid when it is current, else the
+        // whole band (a lookup must not build anything: it may run on
+        // several threads at once).
+        if (NearCurrent()) return NearFind(key, pkey);
+        return FindInBand(it, key, pkey, cut, false);
     }
     size_t count(const T& key) const { return find(key) != end() ? 1 : 0; }
     bool contains(const T& key) const { return find(key) != end(); }
@@ -354,7 +370,16 @@ public:
     // ---- insertion ---------------------------------------------------------------------
     // Inserts key unless an equivalent element is found (see the header
     // comment); returns the new or the existing element and whether key went in.
-    std::pair<const_iterator, bool> insert(const T& key)
+    std::pair<const_iterator, bool> insert(const T& key) { return Insert(key, true); }
+    // The same, looking for an equivalent element only around the key's
+    // position (never in the grid of dense bands, which it neither builds nor
+    // asks): for a caller that knows from elsewhere that no element is
+    // equivalent to key, such as a triangulator checking its own vertex
+    // index first, and must not pay for the grid.
+    std::pair<const_iterator, bool> InsertNearby(const T& key) { return Insert(key, false); }
+
+private:
+    std::pair<const_iterator, bool> Insert(const T& key, bool useGrid)
     {
         if (!m_root) return {InsertFirst(key), true};
         const P pkey = PrefixOf(key);
@@ -368,10 +393,17 @@ public:
         }
         if (pl && !LessAt(pl->v[pi - 1], LeafPrefix(pl, pi - 1), key, pkey))
             return {const_iterator(pl, pi - 1), false};
-        const const_iterator near = FindInBand(Normal(l, pos), key, pkey);
+        bool cut = false;
+        const_iterator near = FindInBand(Normal(l, pos), key, pkey, cut);
+        if (near == end() && useGrid && (cut || m_near)) {
+            if (!NearCurrent()) NearBuild();
+            near = NearFind(key, pkey);
+        }
         if (near != end()) return {near, false};
         return {InsertAt(l, pos, key, pkey), true};
     }
+
+public:
     // Inserts key just before hint when that is its place (the element before
     // hint is less than key and key is less than *hint): O(1) amortized for
     // keys arriving in order with hint end(). Otherwise an ordinary insert.
@@ -387,7 +419,15 @@ public:
                     --p;
                     afterPrev = m_comp(*p, key);
                 }
-                if (afterPrev) return InsertAt(const_cast<Leaf*>(hint.m_leaf), hint.m_i, key, PrefixOf(key));
+                if (afterPrev) {
+                    const P pkey = PrefixOf(key);
+                    if (m_near) {
+                        if (!NearCurrent()) NearBuild();
+                        const const_iterator near = NearFind(key, pkey);
+                        if (near != end()) return near;
+                    }
+                    return InsertAt(const_cast<Leaf*>(hint.m_leaf), hint.m_i, key, pkey);
+                }
             }
         }
         return insert(key).first;
@@ -405,6 +445,7 @@ public:
     {
         Leaf* l = const_cast<Leaf*>(it.m_leaf);
         size_t i = it.m_i;
+        if (m_near) NearRemove(l->v[i], LeafPrefix(l, i));
         SlotMove(l, i, l, i + 1, l->count - i - 1);
         --l->count;
         --m_size;
@@ -443,6 +484,7 @@ public:
         if constexpr (kPrefix) {
             if (m_root) RefreshPrefixes(m_root);
         }
+        m_near.reset();  // built again from the new prefixes when needed
     }
 
     // ---- diagnostics -------------------------------------------------------------------------
@@ -469,6 +511,8 @@ private:
     Leaf* m_last;
     size_t m_size;
     Less m_comp;
+    struct NearGrid;
+    std::unique_ptr<NearGrid> m_near;  // see NearFind; null until a band proves too dense
 
     // ---- prefixes -------------------------------------------------------------------
     static P PrefixOf(const T& x)
@@ -670,15 +714,26 @@ private:
         }
         return !m_comp(*it, key) && !m_comp(key, *it);
     }
-    const_iterator FindInBand(const_iterator at, const T& key, const P& pkey) const
+    // The walk stops at kReach elements each way unless `capped` is false;
+    // `cut` tells whether it stopped there with the band going on.
+    const_iterator FindInBand(const_iterator at, const T& key, const P& pkey, bool& cut, bool capped = true) const
     {
         if constexpr (HasBand<Less>::value) {
-            constexpr int kReach = 16;  // a cap: a band is a handful of elements
+            constexpr size_t kReach = 16;  // a band is usually a handful of elements
+            const size_t reach = capped ? kReach : static_cast<size_t>(-1);
             const_iterator r = at;
-            for (int k = 0; k < kReach && r != end() && InBand(r, key, pkey); ++k, ++r)
+            size_t k = 0;
+            for (; k < reach && r != end() && InBand(r, key, pkey); ++k, ++r)
                 if (Equivalent(r, key, pkey)) return r;
+            cut = k == reach && r != end() && InBand(r, key, pkey);
             const_iterator l = at;
-            for (int k = 0; k < kReach && l != begin(); ++k) {
+            for (k = 0; l != begin(); ++k) {
+                if (k == reach) {
+                    const_iterator before = l;
+                    --before;
+                    cut = cut || InBand(before, key, pkey);
+                    break;
+                }
                 --l;
                 if (!InBand(l, key, pkey)) break;
                 if (Equivalent(l, key, pkey)) return l;
@@ -687,12 +742,120 @@ private:
             (void)at;
             (void)key;
             (void)pkey;
+            (void)capped;
+            cut = false;
+        }
+        return end();
+    }
+
+    // ---- the near grid -------------------------------------------------------------
+    // A tolerant order can scatter the elements of a dense band (thousands of
+    // points whose first coordinates agree within a few tolerances, as along
+    // a lidar scan line) so widely that no walk from the search position
+    // reaches the equivalent element. A comparator whose prefix is a plan
+    // position (x, y) and that declares "static double CellSize()" (its
+    // tolerance) gets a hashed grid of cells of that size over the prefixes,
+    // built by the first insert whose band walk was cut short and kept
+    // current by every insert and erase after that. An element equivalent to
+    // a key lies in the 3 x 3 cells around the key's, so the grid answers in
+    // a few probes. A change of the cell size or of the prefixes drops it.
+    template <class C, class = void>
+    struct HasCell : std::false_type {};
+    template <class C>
+    struct HasCell<C, std::void_t<decltype(C::CellSize())>> : std::true_type {};
+    static constexpr bool kNear = HasBand<Less>::value && kPrefix && HasCell<Less>::value;
+
+    struct NearGrid {
+        double cell = 0.0;
+        std::unordered_multimap<uint64_t, T> at;  // cell key -> elements
+    };
+    static double NearCellSize()
+    {
+        if constexpr (kNear)
+            return Less::CellSize();
+        else
+            return 0.0;
+    }
+    // The cell of a prefix; false for one too far out (or not finite) to grid.
+    static bool NearCell(const P& p, double cell, int64_t& cx, int64_t& cy)
+    {
+        if constexpr (kNear) {
+            const double fx = std::floor(p.x / cell), fy = std::floor(p.y / cell);
+            if (!(std::fabs(fx) < 4e18 && std::fabs(fy) < 4e18)) return false;
+            cx = static_cast<int64_t>(fx);
+            cy = static_cast<int64_t>(fy);
+            return true;
+        } else {
+            (void)p;
+            (void)cell;
+            (void)cx;
+            (void)cy;
+            return false;
+        }
+    }
+    static uint64_t NearKey(int64_t cx, int64_t cy)
+    {
+        return static_cast<uint64_t>(cx) * 0x9E3779B97F4A7C15ull ^ (static_cast<uint64_t>(cy) + 0x632BE59BD9B4E019ull);
+    }
+    bool NearCurrent() const { return m_near && m_near->cell == NearCellSize(); }
+    void NearBuild()
+    {
+        m_near.reset();
+        const double cell = NearCellSize();
+        if (!(cell > 0.0)) return;
+        m_near.reset(new NearGrid);
+        m_near->cell = cell;
+        m_near->at.reserve(m_size);
+        for (const Leaf* l = m_first; l; l = l->next)
+            for (size_t i = 0; i < l->count; ++i) NearAdd(l->v[i], LeafPrefix(l, i));
+    }
+    void NearAdd(const T& x, const P& px)
+    {
+        int64_t cx, cy;
+        if (NearCell(px, m_near->cell, cx, cy)) m_near->at.emplace(NearKey(cx, cy), x);
+    }
+    void NearRemove(const T& x, const P& px)
+    {
+        int64_t cx, cy;
+        if (!NearCell(px, m_near->cell, cx, cy)) return;
+        const auto range = m_near->at.equal_range(NearKey(cx, cy));
+        for (auto it = range.first; it != range.second; ++it)
+            if (it->second == x) {
+                m_near->at.erase(it);
+                return;
+            }
+    }
+    // An element equivalent to key by the grid (which must be current), the
+    // first one under the order when several are; end() when none is.
+    const_iterator NearFind(const T& key, const P& pkey) const
+    {
+        int64_t cx, cy;
+        if (!m_near || !NearCell(pkey, m_near->cell, cx, cy)) return end();
+        const T* best = nullptr;
+        for (int64_t dx = -1; dx <= 1; ++dx)
+            for (int64_t dy = -1; dy <= 1; ++dy) {
+                const auto range = m_near->at.equal_range(NearKey(cx + dx, cy + dy));
+                for (auto it = range.first; it != range.second; ++it)
+                    if (!m_comp(it->second, key) && !m_comp(key, it->second) && (!best || m_comp(it->second, *best)))
+                        best = &it->second;
+            }
+        if (!best) return end();
+        // Where the element stands: near where a search for it lands, on
+        // either side, so look both ways at once.
+        const_iterator r = lower_bound(*best), l = r;
+        while (r != end() || l != begin()) {
+            if (r != end()) {
+                if (*r == *best) return r;
+                ++r;
+            }
+            if (l != begin() && *--l == *best) return l;
         }
         return end();
     }
 
     const_iterator InsertAt(Leaf* l, size_t pos, const T& key, const P& pkey)
     {
+        if (m_near) NearAdd(key, pkey);
         // Position 0 of a leaf other than the first is the same place as the
         // end of the previous leaf; going there keeps the keys above exact.
         if (pos == 0 && l->prev) {
