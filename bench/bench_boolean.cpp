@@ -5,7 +5,8 @@
 // Construct: cutting both surfaces along their intersection and sorting
 // both (everything CKrSolidBoolean does up front, the diagnostic files
 // included). The four operations then run on one constructed object.
-// KRTES_BOOLEAN_ENGINE=exact runs the exact cut instead of the default.
+// KRTES_BOOLEAN_ENGINE=tolerant runs the earlier tolerant cut instead of the
+// default exact one.
 //
 // ConstructLarge: the same construction on larger sphere pairs (about
 // 100,000 and 200,000 triangles each); ConstructBumpy: a bumpy solid of
@@ -60,8 +61,8 @@ void EnterScratch()
     if (done) return;
     done = true;
     const char* engine = std::getenv("KRTES_BOOLEAN_ENGINE");
-    if (engine && std::string(engine) == "exact")
-        TesTriMesh::CKrMeshBoolean::SetCutEngine(TesTriMesh::CKrMeshBoolean::CutEngine::kExact);
+    if (engine && std::string(engine) == "tolerant")
+        TesTriMesh::CKrMeshBoolean::SetCutEngine(TesTriMesh::CKrMeshBoolean::CutEngine::kTolerant);
     static std::string dir = "/tmp/krtes_bench_boolean_XXXXXX";
     if (mkdtemp(dir.data()) && chdir(dir.c_str()) == 0)
         std::atexit([] { std::system(("rm -rf '" + dir + "'").c_str()); });

@@ -1,14 +1,14 @@
 // This library's solid booleans against CGAL's corefinement booleans, one case
 // per process so that the peak memory (getrusage) is that of the case alone:
 //
-//   boolean_peers --lib ours|exact|cgal --case s20k|s100k|s200k|bumpy
+//   boolean_peers --lib ours|tolerant|cgal --case s20k|s100k|s200k|bumpy
 //
 // The pairs are bench_boolean's: latitude-longitude spheres of radius 1000
 // and 900 (centres 1,025 apart) of 100, 224 or 317 rings and slices (19,800,
 // 99,904 or 200,344 triangles each), and the bumpy solid of 5,120 triangles
 // against its copy turned 30 degrees about the vertical axis.
 //
-// ours: the default (tolerant) cut; exact: the same with the exact cut. The
+// ours: the default (exact) cut; tolerant: the same with the tolerant cut. The
 // construction of CKrSolidBoolean (both cuts and both sorts) is timed, then
 // each of the four operations on that one object. cgal: a Surface_mesh with
 // the kernel of exact predicates and inexact constructions; each of the four
@@ -213,8 +213,8 @@ int main(int argc, char** argv)
         else if (!std::strcmp(argv[i], "--case")) name = argv[i + 1];
     }
     Solid a, b;
-    if ((lib != "ours" && lib != "exact" && lib != "cgal") || !MakeCase(name, a, b)) {
-        std::fprintf(stderr, "usage: boolean_peers --lib ours|exact|cgal --case s20k|s100k|s200k|bumpy\n");
+    if ((lib != "ours" && lib != "tolerant" && lib != "cgal") || !MakeCase(name, a, b)) {
+        std::fprintf(stderr, "usage: boolean_peers --lib ours|tolerant|cgal --case s20k|s100k|s200k|bumpy\n");
         return 2;
     }
     // The construction writes its diagnostic files into the working
@@ -224,8 +224,8 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "boolean_peers: cannot make a scratch directory\n");
         return 1;
     }
-    if (lib == "exact")
-        TesTriMesh::CKrMeshBoolean::SetCutEngine(TesTriMesh::CKrMeshBoolean::CutEngine::kExact);
+    if (lib == "tolerant")
+        TesTriMesh::CKrMeshBoolean::SetCutEngine(TesTriMesh::CKrMeshBoolean::CutEngine::kTolerant);
     const Run r = lib == "cgal" ? RunCgal(a, b) : RunOurs(a, b);
     const double peak = PeakMB();
     std::error_code ec;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs boolean_peers for every case, this library (default cut, then exact
-# cut) and CGAL in turn, the order rotated from one repeat to the next, each
+# Runs boolean_peers for every case, this library (default exact cut, then the
+# tolerant cut) and CGAL in turn, the order rotated from one repeat to the next, each
 # run in a fresh process, and prints the medians and the ratios to CGAL
 # (below 1: ours is faster or smaller). Times are processor seconds (the
 # machine may be shared; both libraries run on one thread):
@@ -30,7 +30,7 @@ shift $(( $# > 2 ? 2 : $# ))
 cases=("$@")
 [ ${#cases[@]} -gt 0 ] || cases=(s20k s100k s200k bumpy)
 [ -x "$prog" ] || { echo "$prog: not built (configure with -DKRTES_BUILD_BENCH=ON and CGAL installed)" >&2; exit 1; }
-libs=(ours exact cgal)
+libs=(ours tolerant cgal)
 ops=(union inter amb bma)
 
 field() { sed -n "s/.* $1=\([^ ]*\).*/\1/p" <<<"$2"; }

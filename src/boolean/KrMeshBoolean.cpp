@@ -10,7 +10,7 @@
 namespace TesTriMesh {
 
 namespace {
-CKrMeshBoolean::CutEngine g_cutEngine = CKrMeshBoolean::CutEngine::kTolerant;
+CKrMeshBoolean::CutEngine g_cutEngine = CKrMeshBoolean::CutEngine::kExact;
 }  // namespace
 
 void CKrMeshBoolean::SetCutEngine(CutEngine engine) { g_cutEngine = engine; }

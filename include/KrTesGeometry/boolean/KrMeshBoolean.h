@@ -47,9 +47,10 @@ namespace TesTriMesh {
 class KRTES_API CKrMeshBoolean {
 public:
     // Which cut ClassifyMesh_New and IntersectMesh run (one setting for the
-    // process). kTolerant, the default, is the cut described above.
+    // process). kTolerant is the cut described above; it fails on surfaces
+    // that cross along many shallow lines (it then reports the failure).
     //
-    // kExact decides everything exactly: triangle pairs come from a cell
+    // kExact, the default, decides everything exactly: triangle pairs come from a cell
     // grid over both meshes' triangle boxes; each pair is intersected with
     // exact orientation predicates on the input coordinates; every point of
     // the intersection is named by the simplices of the two meshes (vertex,
