@@ -362,7 +362,7 @@ public:
         // whole band (a lookup must not build anything: it may run on
         // several threads at once).
         if (NearCurrent()) return NearFind(key, pkey);
-        return FindInBand(it, key, pkey, cut, false);
+        return FindInBand(it, key, pkey, cut, kWholeBand);
     }
     size_t count(const T& key) const { return find(key) != end() ? 1 : 0; }
     bool contains(const T& key) const { return find(key) != end(); }
@@ -394,7 +394,9 @@ private:
         if (pl && !LessAt(pl->v[pi - 1], LeafPrefix(pl, pi - 1), key, pkey))
             return {const_iterator(pl, pi - 1), false};
         bool cut = false;
-        const_iterator near = FindInBand(Normal(l, pos), key, pkey, cut);
+        // Once a grid stands, it answers for the dense bands: a short walk first.
+        const size_t reach = useGrid && !NearCurrent() ? kSearchReach : kNearbyReach;
+        const_iterator near = FindInBand(Normal(l, pos), key, pkey, cut, reach);
         if (near == end() && useGrid && (cut || m_near)) {
             if (!NearCurrent()) NearBuild();
             near = NearFind(key, pkey);
@@ -714,13 +716,15 @@ private:
         }
         return !m_comp(*it, key) && !m_comp(key, *it);
     }
-    // The walk stops at kReach elements each way unless `capped` is false;
-    // `cut` tells whether it stopped there with the band going on.
-    const_iterator FindInBand(const_iterator at, const T& key, const P& pkey, bool& cut, bool capped = true) const
+    // The walk stops at `reach` elements each way (none: the whole band);
+    // `cut` tells whether it stopped there with the band going on. A band is
+    // usually a handful of elements; random points a few centimetres apart
+    // put some tens in one, a scan line along y thousands.
+    static constexpr size_t kNearbyReach = 16, kSearchReach = 256, kWholeBand = static_cast<size_t>(-1);
+    const_iterator FindInBand(const_iterator at, const T& key, const P& pkey, bool& cut,
+                              size_t reach = kSearchReach) const
     {
         if constexpr (HasBand<Less>::value) {
-            constexpr size_t kReach = 16;  // a band is usually a handful of elements
-            const size_t reach = capped ? kReach : static_cast<size_t>(-1);
             const_iterator r = at;
             size_t k = 0;
             for (; k < reach && r != end() && InBand(r, key, pkey); ++k, ++r)
@@ -742,7 +746,7 @@ private:
             (void)at;
             (void)key;
             (void)pkey;
-            (void)capped;
+            (void)reach;
             cut = false;
         }
         return end();
